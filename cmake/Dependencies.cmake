@@ -1,0 +1,13 @@
+# Every dependency comes from Debian's packages (scripts/setup.sh installs them).
+
+find_package(jsoncpp CONFIG REQUIRED)
+if(NOT TARGET JsonCpp::JsonCpp)
+  message(FATAL_ERROR "jsoncpp's CMake package did not define JsonCpp::JsonCpp")
+endif()
+
+find_package(PkgConfig REQUIRED)
+
+if(ARX_BUILD_TESTS)
+  find_package(GTest REQUIRED)
+  pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl)
+endif()

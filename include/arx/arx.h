@@ -1,0 +1,10 @@
+// Every header of libarx.
+#ifndef ARX_ARX_H
+#define ARX_ARX_H
+
+#include <arx/json_file.h>
+#include <arx/run_as.h>
+#include <arx/webman.h>
+#include <arx/webutils.h>
+
+#endif

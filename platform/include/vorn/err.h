@@ -1,0 +1,40 @@
+/*
+ * The process-wide last-error record of the platform.
+ *
+ * A failing platform operation stores an error number with the source file
+ * and line that set it; callers print the number as "0x%04X".
+ */
+#ifndef VORN_ERR_H
+#define VORN_ERR_H
+
+#include <vorn/export.h>
+
+/* Error numbers. */
+#define VLIB_ERR_NONE             0x0000
+#define VLIB_ERR_UNKNOWN          0x0100
+#define VLIB_ERR_OUT_OF_MEMORY    0x0200
+#define VLIB_ERR_BAD_PARAMETERS   0x0D00
+#define VLIB_ERR_BUFFER_TOO_SMALL 0x0E00
+#define VLIB_ERR_OPEN_FAILED      0x0900
+#define VLIB_ERR_READ_FAILED      0x0A00
+#define VLIB_ERR_WRITE_FAILED     0x0B00
+#define VLIB_ERR_LOCK_FAILED      0x0C00
+#define VLIB_ERR_NOT_FOUND        0x1400
+#define VLIB_ERR_BODY_TOO_LARGE   0x1A00
+#define VLIB_ERR_BODY_MALFORMED   0x1B00
+#define VLIB_ERR_HEADER_REFUSED   0x1C00
+#define VLIB_ERR_HEADERS_SENT     0x1D00
+#define VLIB_ERR_FORMAT           0x4000
+
+VORN_BEGIN_DECLS
+
+VORN_EXPORT void VLIBCErrSetEx(int code, const char *file, int line);
+VORN_EXPORT int VLIBCErrGet(void);
+VORN_EXPORT const char *VLIBCErrorGetFile(void);
+VORN_EXPORT int VLIBCErrorGetLine(void);
+
+VORN_END_DECLS
+
+#define VLIBCErrSet(code) VLIBCErrSetEx((code), __FILE__, __LINE__)
+
+#endif

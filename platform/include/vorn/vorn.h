@@ -1,0 +1,11 @@
+/* Every header of the platform layer. */
+#ifndef VORN_VORN_H
+#define VORN_VORN_H
+
+#include <vorn/cgi.h>
+#include <vorn/err.h>
+#include <vorn/file.h>
+#include <vorn/log.h>
+#include <vorn/root.h>
+
+#endif

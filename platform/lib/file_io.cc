@@ -1,0 +1,113 @@
+#include "file_io.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <vorn/file.h>
+
+namespace vorn {
+
+namespace {
+
+bool WriteAll(int fd, std::string_view data)
+{
+    while (!data.empty()) {
+        const ssize_t written = write(fd, data.data(), data.size());
+        if (written < 0) {
+            if (errno == EINTR)
+                continue;
+            return false;
+        }
+        data.remove_prefix(static_cast<size_t>(written));
+    }
+    return true;
+}
+
+void SyncDirectoryOf(const std::string& path)
+{
+    const size_t slash = path.rfind('/');
+    const std::string dir = slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+    const int fd = open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd >= 0) {
+        fsync(fd);
+        close(fd);
+    }
+}
+
+}  // namespace
+
+bool ReadWholeFile(const char* path, std::string& content)
+{
+    const int fd = open(path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    struct stat st;
+    const int error = fstat(fd, &st) != 0 ? errno : !S_ISREG(st.st_mode) ? EINVAL : 0;
+    if (error != 0) {
+        close(fd);
+        errno = error;
+        return false;
+    }
+    content.clear();
+    content.reserve(static_cast<size_t>(st.st_size));
+    char buffer[16384];
+    for (;;) {
+        const ssize_t got = read(fd, buffer, sizeof buffer);
+        if (got < 0) {
+            if (errno == EINTR)
+                continue;
+            const int readError = errno;
+            close(fd);
+            errno = readError;
+            return false;
+        }
+        if (got == 0)
+            break;
+        content.append(buffer, static_cast<size_t>(got));
+    }
+    close(fd);
+    return true;
+}
+
+bool WriteFileAtomically(const std::string& path, std::string_view content, mode_t newFileMode)
+{
+    mode_t mode = newFileMode;
+    struct stat st;
+    if (stat(path.c_str(), &st) == 0)
+        mode = st.st_mode & 07777;
+
+    std::string temporary = path + ".XXXXXX";
+    const int fd = mkostemp(temporary.data(), O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    bool ok = WriteAll(fd, content) && fchmod(fd, mode) == 0 && fsync(fd) == 0;
+    int error = errno;
+    if (close(fd) != 0 && ok) {
+        ok = false;
+        error = errno;
+    }
+    if (ok && rename(temporary.c_str(), path.c_str()) != 0) {
+        ok = false;
+        error = errno;
+    }
+    if (!ok) {
+        unlink(temporary.c_str());
+        errno = error;
+        return false;
+    }
+    SyncDirectoryOf(path);
+    return true;
+}
+
+}  // namespace vorn
+
+extern "C" int VLIBCFileExist(const char* path)
+{
+    if (path == nullptr || *path == '\0')
+        return 0;
+    struct stat st;
+    return stat(path, &st) == 0 ? 1 : 0;
+}

@@ -1,0 +1,23 @@
+// Whole-file reads and atomic replacement.
+#ifndef VORN_PLATFORM_FILE_IO_H
+#define VORN_PLATFORM_FILE_IO_H
+
+#include <sys/types.h>
+
+#include <string>
+#include <string_view>
+
+namespace vorn {
+
+// Reads a regular file whole.  false with errno set on failure.
+bool ReadWholeFile(const char* path, std::string& content);
+
+// Replaces path with content: a temporary file in the same directory is
+// written, synced and renamed over it, so readers see the old or the new
+// file, never a part.  The file keeps its mode; a new one gets newFileMode.
+// On failure nothing is left behind and errno tells why.
+bool WriteFileAtomically(const std::string& path, std::string_view content, mode_t newFileMode);
+
+}  // namespace vorn
+
+#endif

@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# Installs every package the build, the tests and the demo need, from
+# Debian's archive.  Quick when everything is already there.
+set -euo pipefail
+
+packages=(
+  build-essential cmake ninja-build pkg-config git
+  clang libclang-rt-14-dev               # fuzzing (libFuzzer) and sanitizers
+  libjsoncpp-dev libssl-dev libpcre3-dev libboost-dev libcrypt-dev
+  libutf8proc-dev libjson-c-dev
+  googletest libgtest-dev libgmock-dev libbenchmark-dev
+  libcurl4-openssl-dev curl              # end-to-end tests
+  lighttpd imagemagick                   # the demo and end-to-end web server, image tool
+)
+
+missing=()
+for package in "${packages[@]}"; do
+  if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed'; then
+    missing+=("$package")
+  fi
+done
+
+if [ ${#missing[@]} -gt 0 ]; then
+  if [ "$(id -u)" -ne 0 ]; then
+    echo "setup: these packages are missing and installing them needs root: ${missing[*]}" >&2
+    exit 1
+  fi
+  echo "setup: installing ${missing[*]}"
+  export DEBIAN_FRONTEND=noninteractive
+  apt-get update -qq
+  apt-get install -y -qq --no-install-recommends "${missing[@]}" > /dev/null
+fi
+
+# The demo and the tests start lighttpd themselves; Debian's package starts
+# a system instance on port 80 that nothing here needs.
+if command -v systemctl > /dev/null && systemctl is-enabled lighttpd > /dev/null 2>&1; then
+  systemctl disable --now lighttpd > /dev/null 2>&1 || true
+fi

@@ -1,0 +1,49 @@
+#!/usr/bin/env bash
+# Lays out a scratch appliance: a copy of the demo root, the web page, the
+# sample CGI programs and a lighttpd configuration that serves them on
+# 127.0.0.1:PORT.  The demo and the end-to-end tests both use it, so they
+# run the very same layout.
+#
+#   scripts/stage-root.sh SCRATCH_DIR BUILD_DIR PORT
+#
+# Afterwards: lighttpd -D -f SCRATCH_DIR/lighttpd.conf
+set -euo pipefail
+
+scratch=$1
+build=$(cd "$2" && pwd)
+port=$3
+source_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+mkdir -p "$scratch"
+scratch=$(cd "$scratch" && pwd)
+rm -rf "$scratch/root" "$scratch/www" "$scratch/log"
+mkdir -p "$scratch/root" "$scratch/www/webapi" "$scratch/log"
+cp -a "$source_dir/demo/root/." "$scratch/root/"
+cp -a "$source_dir/demo/www/." "$scratch/www/"
+chmod 0755 "$scratch" "$scratch/root"
+
+shopt -s nullglob
+for program in "$build"/cgi-bin/*.cgi; do
+  ln -s "$program" "$scratch/www/webapi/$(basename "$program")"
+done
+
+cat > "$scratch/lighttpd.conf" <<CONF
+server.document-root = "$scratch/www"
+server.bind = "127.0.0.1"
+server.port = $port
+server.errorlog = "$scratch/log/error.log"
+server.modules = ("mod_cgi", "mod_setenv")
+index-file.names = ("index.html")
+mimetype.assign = (
+  ".html" => "text/html; charset=utf-8",
+  ".js" => "text/javascript; charset=utf-8",
+  ".css" => "text/css; charset=utf-8",
+  ".json" => "application/json",
+  ".png" => "image/png",
+  ".jpg" => "image/jpeg",
+)
+\$HTTP["url"] =^ "/webapi/" {
+  cgi.assign = (".cgi" => "")
+}
+setenv.add-environment = ("VORN_ROOT" => "$scratch/root")
+CONF

@@ -1,0 +1,100 @@
+// Whole-file JSON load and atomic save.
+
+#include <arx/json_file.h>
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <memory>
+#include <sstream>
+
+#include <json/reader.h>
+#include <json/writer.h>
+
+namespace VORN {
+
+namespace {
+
+constexpr mode_t kNewFileMode = 0644;
+
+bool ReadAll(const std::string& path, std::string& content)
+{
+    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    char buffer[16384];
+    ssize_t got;
+    while ((got = read(fd, buffer, sizeof buffer)) > 0 || (got < 0 && errno == EINTR)) {
+        if (got > 0)
+            content.append(buffer, static_cast<size_t>(got));
+    }
+    close(fd);
+    return got == 0;
+}
+
+bool WriteAll(int fd, const std::string& text)
+{
+    size_t done = 0;
+    while (done < text.size()) {
+        const ssize_t written = write(fd, text.data() + done, text.size() - done);
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            return false;
+        done += static_cast<size_t>(written);
+    }
+    return true;
+}
+
+}  // namespace
+
+bool JsonFromFile(Json::Value& value, const std::string& path)
+{
+    try {
+        std::string content;
+        if (!ReadAll(path, content))
+            return false;
+        Json::CharReaderBuilder builder;
+        builder["collectComments"] = false;
+        builder["failIfExtra"] = true;
+        const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+        Json::Value parsed;
+        if (!reader->parse(content.data(), content.data() + content.size(), &parsed, nullptr))
+            return false;
+        value.swap(parsed);
+        return true;
+    } catch (const std::exception&) {
+        return false;  // nesting deeper than the reader's limit, or no memory
+    }
+}
+
+bool JsonToFile(const Json::Value& value, const std::string& path)
+{
+    std::string text;
+    try {
+        Json::StreamWriterBuilder builder;
+        builder["indentation"] = "    ";
+        text = Json::writeString(builder, value);
+        text.push_back('\n');
+    } catch (const std::exception&) {
+        return false;
+    }
+
+    struct stat st;
+    const mode_t mode = stat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : kNewFileMode;
+    std::string temporary = path + ".XXXXXX";
+    const int fd = mkostemp(temporary.data(), O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    bool ok = WriteAll(fd, text) && fchmod(fd, mode) == 0 && fsync(fd) == 0;
+    ok = close(fd) == 0 && ok;
+    ok = ok && rename(temporary.c_str(), path.c_str()) == 0;
+    if (!ok)
+        unlink(temporary.c_str());
+    return ok;
+}
+
+}  // namespace VORN
