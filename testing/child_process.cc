@@ -77,6 +77,24 @@ std::vector<std::string> SplitLogLines(const std::string& content)
 
 }  // namespace
 
+ChildOptions PostRequest(const std::string& body, const std::string& contentType, const std::string& contentLength)
+{
+    ChildOptions options;
+    options.env = {{"REQUEST_METHOD", "POST"},
+                   {"CONTENT_LENGTH", contentLength.empty() ? std::to_string(body.size()) : contentLength}};
+    if (!contentType.empty())
+        options.env.push_back({"CONTENT_TYPE", contentType});
+    options.input = body;
+    return options;
+}
+
+ChildOptions GetRequest(const std::string& query)
+{
+    ChildOptions options;
+    options.env = {{"REQUEST_METHOD", "GET"}, {"QUERY_STRING", query}};
+    return options;
+}
+
 ChildResult RunInChild(const std::function<void()>& body, const ChildOptions& options)
 {
     const int input = MemoryFile("child-stdin");

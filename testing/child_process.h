@@ -26,6 +26,15 @@ struct ChildResult {
     std::vector<std::string> logLines;  // lines of the platform log
 };
 
+// A POST request carrying body.  An empty contentType sends none; an empty
+// contentLength announces the body's own size.
+ChildOptions PostRequest(const std::string& body,
+                         const std::string& contentType = "application/x-www-form-urlencoded",
+                         const std::string& contentLength = "");
+
+// A GET request with the query string.
+ChildOptions GetRequest(const std::string& query);
+
 // The body runs in the child, which ends with status 0 when the body
 // returns.  Log lines of the child are captured and handed back.
 ChildResult RunInChild(const std::function<void()>& body, const ChildOptions& options = {});

@@ -11,6 +11,8 @@
 namespace {
 
 using arx_testing::ChildOptions;
+using arx_testing::GetRequest;
+using arx_testing::PostRequest;
 using arx_testing::RunInChild;
 
 // What a program sees of its parameters: In() as compact JSON (or NULL)
@@ -33,22 +35,6 @@ std::string SeenParameters(const ChildOptions& request)
         .output;
 }
 
-ChildOptions PostBody(const std::string& body, const char* type = "application/x-www-form-urlencoded")
-{
-    ChildOptions options;
-    options.env = {{"REQUEST_METHOD", "POST"},
-                   {"CONTENT_TYPE", type},
-                   {"CONTENT_LENGTH", std::to_string(body.size())}};
-    options.input = body;
-    return options;
-}
-
-ChildOptions Get(const std::string& query)
-{
-    ChildOptions options;
-    options.env = {{"REQUEST_METHOD", "GET"}, {"QUERY_STRING", query}};
-    return options;
-}
 
 TEST(WebManParamsTest, JsonAndFormBodiesAreReadTheWayProgramsExpect)
 {
@@ -58,20 +44,20 @@ TEST(WebManParamsTest, JsonAndFormBodiesAreReadTheWayProgramsExpect)
         const char* seen;
     };
     const Row rows[] = {
-        {"empty object: JSON, nothing to read", PostBody("{}"), "In()=NULL a=d b=d"},
-        {"object with members: In(name) gives the default", PostBody("{\"a\":1}", "application/json"),
+        {"empty object: JSON, nothing to read", PostRequest("{}"), "In()=NULL a=d b=d"},
+        {"object with members: In(name) gives the default", PostRequest("{\"a\":1}", "application/json"),
          "In()={\"a\":1} a=d b=d"},
-        {"form body", PostBody("a=1&b=2"), "In()=NULL a=1 b=2"},
-        {"bare number: JSON of size 0", PostBody("7"), "In()=NULL a=d b=d"},
-        {"array with elements", PostBody("[1,2]"), "In()=[1,2] a=d b=d"},
-        {"JSON-looking form value is still a form", PostBody("a=%7B%7D"), "In()=NULL a={} b=d"},
-        {"a body that starts with a number is taken as JSON", PostBody("1=2&a=3"), "In()=NULL a=d b=d"},
-        {"broken JSON falls back to pairs", PostBody("{\"a\":1"), "In()=NULL a=d b=d"},
-        {"form pairs after broken JSON", PostBody("{\"a\"=1&b=2"), "In()=NULL a=d b=2"},
-        {"query string of a GET", Get("a=x%20y&b="), "In()=NULL a=x y b="},
-        {"JSON in a query string", Get("%7B%22a%22%3A1%7D"), "In()=NULL a=d b=d"},
-        {"nothing at all", Get(""), "In()=NULL a=d b=d"},
-        {"nesting beyond the reader's limit", PostBody(std::string(5000, '[')), "In()=NULL a=d b=d"},
+        {"form body", PostRequest("a=1&b=2"), "In()=NULL a=1 b=2"},
+        {"bare number: JSON of size 0", PostRequest("7"), "In()=NULL a=d b=d"},
+        {"array with elements", PostRequest("[1,2]"), "In()=[1,2] a=d b=d"},
+        {"JSON-looking form value is still a form", PostRequest("a=%7B%7D"), "In()=NULL a={} b=d"},
+        {"a body that starts with a number is taken as JSON", PostRequest("1=2&a=3"), "In()=NULL a=d b=d"},
+        {"broken JSON falls back to pairs", PostRequest("{\"a\":1"), "In()=NULL a=d b=d"},
+        {"form pairs after broken JSON", PostRequest("{\"a\"=1&b=2"), "In()=NULL a=d b=2"},
+        {"query string of a GET", GetRequest("a=x%20y&b="), "In()=NULL a=x y b="},
+        {"JSON in a query string", GetRequest("%7B%22a%22%3A1%7D"), "In()=NULL a=d b=d"},
+        {"nothing at all", GetRequest(""), "In()=NULL a=d b=d"},
+        {"nesting beyond the reader's limit", PostRequest(std::string(5000, '[')), "In()=NULL a=d b=d"},
     };
     for (const Row& row : rows) {
         arx_testing::TempRoot root;
@@ -89,7 +75,7 @@ TEST(WebManParamsTest, ParametersAreReadOnce)
             printf("%d", web.LoadIn());
             printf(" %s", web.In("a", "d"));
         },
-        PostBody("a=1"));
+        PostRequest("a=1"));
     EXPECT_EQ(run.output, "10 1");
 
     const auto constructed = RunInChild(
@@ -97,7 +83,7 @@ TEST(WebManParamsTest, ParametersAreReadOnce)
             WebMan web(true);
             printf("%d %s", web.LoadIn(), web.In("a", "d"));
         },
-        PostBody("a=1"));
+        PostRequest("a=1"));
     EXPECT_EQ(constructed.output, "0 1");
 }
 
@@ -109,7 +95,7 @@ TEST(WebManParamsTest, NothingToReadLeavesTheContextUsable)
             WebMan web(true);
             printf("%d %d %s", web.LoadIn(), web.In() == nullptr, web.In("a", "d"));
         },
-        Get(""));
+        GetRequest(""));
     EXPECT_EQ(run.output, "0 1 d");
 }
 
@@ -137,7 +123,7 @@ TEST(WebManParamsTest, OversizedBodyYieldsNoParametersAndOneLogLine)
             WebMan web(true);
             printf("%s", web.In("a", "d"));
         },
-        PostBody("a=123456789"));
+        PostRequest("a=123456789"));
     EXPECT_EQ(run.output, "d");
     EXPECT_EQ(run.logLines.size(), 1u);
 }

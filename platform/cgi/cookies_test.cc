@@ -6,19 +6,12 @@
 #include <gtest/gtest.h>
 #include <vorn/cgi.h>
 
+#include "testing/cgi_record.h"
 #include "testing/child_process.h"
 
 namespace {
 
-class CgiRecord {
-public:
-    CgiRecord() { VornCgiInit("", &cgi_); }
-    ~CgiRecord() { VornCgiFree(&cgi_); }
-    VornCgi* get() { return &cgi_; }
-
-private:
-    VornCgi cgi_;
-};
+using arx_testing::CgiRecord;
 
 TEST(CookiesTest, ParsesTheCookieHeader)
 {
@@ -78,11 +71,9 @@ std::string SetCookieLine(const char* https, const char* name, const char* value
         options.env.push_back({"HTTPS", https});
     const auto run = arx_testing::RunInChild(
         [&] {
-            VornCgi cgi;
-            VornCgiInit("", &cgi);
-            printf("%d\n", VornCgiSetCookies(&cgi, name, value, maxAge, path, domain, 0));
-            VornCgiPrintHTTPHeader(&cgi);
-            VornCgiFree(&cgi);
+            CgiRecord cgi;
+            printf("%d\n", VornCgiSetCookies(cgi.get(), name, value, maxAge, path, domain, 0));
+            VornCgiPrintHTTPHeader(cgi.get());
         },
         options);
     *result = atoi(run.output.c_str());

@@ -4,9 +4,12 @@
 #include <vorn/cgi.h>
 #include <vorn/err.h>
 
+#include "testing/cgi_record.h"
 #include "testing/child_process.h"
 
 namespace {
+
+using arx_testing::CgiRecord;
 
 TEST(HeadersTest, RefusesWhatCouldSplitTheResponse)
 {
@@ -37,10 +40,8 @@ TEST(HeadersTest, RefusesWhatCouldSplitTheResponse)
         {"NULL value", "X-Tag", nullptr, 0},
     };
     for (const Row& row : rows) {
-        VornCgi cgi;
-        VornCgiInit("", &cgi);
-        EXPECT_EQ(VornCgiSetHTTPHeader(&cgi, row.name, row.value), row.result) << row.description;
-        VornCgiFree(&cgi);
+        CgiRecord cgi;
+        EXPECT_EQ(VornCgiSetHTTPHeader(cgi.get(), row.name, row.value), row.result) << row.description;
     }
     EXPECT_EQ(VornCgiSetHTTPHeader(nullptr, "X", "v"), 0);
 }
@@ -48,17 +49,16 @@ TEST(HeadersTest, RefusesWhatCouldSplitTheResponse)
 TEST(HeadersTest, PrintsQueuedHeadersOnceReplacingSameNamesButCookies)
 {
     const auto run = arx_testing::RunInChild([] {
-        VornCgi cgi;
-        VornCgiInit("", &cgi);
-        VornCgiSetHTTPHeader(&cgi, "Content-type", "text/plain");
-        VornCgiSetHTTPHeader(&cgi, "X-Refused", "a\r\nInjected: yes");
-        VornCgiSetHTTPHeader(&cgi, "Set-Cookie", "a=1");
-        VornCgiSetHTTPHeader(&cgi, "content-TYPE", "application/json");
-        VornCgiSetHTTPHeader(&cgi, "set-cookie", "b=2");
-        printf("%d", VornCgiPrintHTTPHeader(&cgi));
-        printf("%d", VornCgiPrintHTTPHeader(&cgi));
-        printf("%d", VornCgiSetHTTPHeader(&cgi, "X-Late", "v"));
-        VornCgiFree(&cgi);
+        CgiRecord record;
+        VornCgi* cgi = record.get();
+        VornCgiSetHTTPHeader(cgi, "Content-type", "text/plain");
+        VornCgiSetHTTPHeader(cgi, "X-Refused", "a\r\nInjected: yes");
+        VornCgiSetHTTPHeader(cgi, "Set-Cookie", "a=1");
+        VornCgiSetHTTPHeader(cgi, "content-TYPE", "application/json");
+        VornCgiSetHTTPHeader(cgi, "set-cookie", "b=2");
+        printf("%d", VornCgiPrintHTTPHeader(cgi));
+        printf("%d", VornCgiPrintHTTPHeader(cgi));
+        printf("%d", VornCgiSetHTTPHeader(cgi, "X-Late", "v"));
     });
     EXPECT_EQ(run.output,
               "Content-type: application/json\r\n"
@@ -71,13 +71,11 @@ TEST(HeadersTest, PrintsQueuedHeadersOnceReplacingSameNamesButCookies)
 TEST(HeadersTest, RedirectPrintsStatusLocationAndTheOtherHeaders)
 {
     const auto run = arx_testing::RunInChild([] {
-        VornCgi cgi;
-        VornCgiInit("", &cgi);
-        VornCgiSetHTTPHeader(&cgi, "Location", "/elsewhere");
-        VornCgiSetHTTPHeader(&cgi, "Set-Cookie", "id=x");
-        printf("%d|", VornCgiRedirect(&cgi, "https://nas.local/webman/"));
-        printf("%d", VornCgiRedirect(&cgi, "/again"));
-        VornCgiFree(&cgi);
+        CgiRecord record;
+        VornCgiSetHTTPHeader(record.get(), "Location", "/elsewhere");
+        VornCgiSetHTTPHeader(record.get(), "Set-Cookie", "id=x");
+        printf("%d|", VornCgiRedirect(record.get(), "https://nas.local/webman/"));
+        printf("%d", VornCgiRedirect(record.get(), "/again"));
     });
     EXPECT_EQ(run.output,
               "Status: 302 Found\r\n"
@@ -92,10 +90,8 @@ TEST(HeadersTest, RedirectRefusesTargetsThatWouldSplitTheResponse)
     const char* targets[] = {"/a\r\nSet-Cookie: id=evil", "/a\nb", "/a\rb", "", nullptr};
     for (const char* target : targets) {
         const auto run = arx_testing::RunInChild([&] {
-            VornCgi cgi;
-            VornCgiInit("", &cgi);
-            printf("%d", VornCgiRedirect(&cgi, target));
-            VornCgiFree(&cgi);
+            CgiRecord cgi;
+            printf("%d", VornCgiRedirect(cgi.get(), target));
         });
         EXPECT_EQ(run.output, "-1") << (target ? target : "(null)");
     }

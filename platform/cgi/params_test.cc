@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <vorn/cgi.h>
 
+#include "testing/cgi_record.h"
 #include "testing/child_process.h"
 #include "testing/temp_root.h"
 
@@ -37,15 +38,13 @@ std::string RequestParams(const ChildOptions& options, bool readLineFirst)
 {
     return RunInChild(
                [&] {
-                   VornCgi cgi;
-                   VornCgiInit("", &cgi);
+                   arx_testing::CgiRecord cgi;
                    if (readLineFirst)
                        free(VornCgiGetParamLine());
                    for (const char* name : {"_sid", "a", "b"}) {
-                       const char* value = VornCgiGetRequestParam(&cgi, name, nullptr, 0);
+                       const char* value = VornCgiGetRequestParam(cgi.get(), name, nullptr, 0);
                        printf("%s=%s;", name, value ? value : "-");
                    }
-                   VornCgiFree(&cgi);
                },
                options)
         .output;

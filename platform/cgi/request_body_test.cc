@@ -46,14 +46,10 @@ LineResult ParamLine(const ChildOptions& options)
     return result;
 }
 
-ChildOptions Post(const std::string& body, const std::string& length, const char* type = nullptr)
+// A POST whose CONTENT_LENGTH may lie.
+ChildOptions Post(const std::string& body, const std::string& length, const std::string& type = "")
 {
-    ChildOptions options;
-    options.env = {{"REQUEST_METHOD", "POST"}, {"CONTENT_LENGTH", length}};
-    if (type != nullptr)
-        options.env.push_back({"CONTENT_TYPE", type});
-    options.input = body;
-    return options;
+    return arx_testing::PostRequest(body, type, length);
 }
 
 TEST(RequestBodyTest, TheParameterLineOfEachKindOfRequest)
