@@ -4,6 +4,8 @@
 
 #include <arx/json_file.h>
 #include <arx/run_as.h>
+#include <arx/string_parser.h>
+#include <arx/vorn_conf.h>
 #include <arx/webman.h>
 #include <arx/webutils.h>
 

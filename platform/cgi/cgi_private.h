@@ -3,6 +3,7 @@
 #define VORN_PLATFORM_CGI_PRIVATE_H
 
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -19,6 +20,10 @@ struct VornCgiPrivate {
     bool bodyParsed = false;
 
     vorn::ParamList cookies;
+
+    // The configuration handle: key -> value, empty values left out.
+    std::unordered_map<std::string, std::string> infoValues;
+    std::unordered_map<std::string, std::string> defaultValues;
 
     std::vector<std::pair<std::string, std::string>> headers;  // in queue order
     bool headersPrinted = false;

@@ -18,6 +18,8 @@
 
 #include "file_io.h"
 #include "keyvalue_format.h"
+#include "no_throw.h"
+#include "text_format.h"
 
 namespace {
 
@@ -124,6 +126,31 @@ extern "C" int VLIBCFileSetKeyValue(const char* file, const char* key, const cha
         return -1;
     }
     return 0;
+}
+
+extern "C" int VLIBCFileEnumKeyValue(const char* file, VLIBCKeyValueVisitor visit, void* context)
+{
+    if (file == nullptr || visit == nullptr) {
+        VLIBCErrSet(VLIB_ERR_BAD_PARAMETERS);
+        return -1;
+    }
+    return vorn::NoThrow(-1, [&] {
+        std::string content;
+        if (!vorn::ReadWholeFile(file, content)) {
+            VLIBCErrSet(VLIB_ERR_OPEN_FAILED);
+            return -1;
+        }
+        int visited = 0;
+        vorn::ForEachLine(content, [&](std::string_view line) {
+            vorn::KeyValueLine parsed;
+            if (vorn::ParseKeyValueLine(line, parsed)) {
+                visit(std::string(parsed.key).c_str(), std::string(parsed.value).c_str(), context);
+                ++visited;
+            }
+            return true;
+        });
+        return visited;
+    });
 }
 
 extern "C" int VLIBCINFOSetKeyValue(const char* key, const char* value)

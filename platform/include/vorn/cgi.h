@@ -96,6 +96,20 @@ VORN_EXPORT int VornCgiPrintHTTPHeader(VornCgi *cgi);
  * another control character, or the headers were already printed. */
 VORN_EXPORT int VornCgiRedirect(VornCgi *cgi, const char *target);
 
+/* The configuration handle.  VornCgiLoadInfo loads the system
+ * configuration into the record: the factory defaults (the root's
+ * /etc.defaults/vorninfo.conf) and the current values (/etc/vorninfo.conf,
+ * falling back to the defaults for keys it lacks or leaves empty).  Missing
+ * files count as empty.  0, or -1 for a bad record. */
+VORN_EXPORT int VornCgiLoadInfo(VornCgi *cgi);
+
+/* The current value of key, or defaultValue when it has none.  The text
+ * belongs to the record. */
+VORN_EXPORT const char *VornCgiGetInfo(VornCgi *cgi, const char *key, const char *defaultValue);
+
+/* The factory default of key, or defaultValue. */
+VORN_EXPORT const char *VornCgiGetDef(VornCgi *cgi, const char *key, const char *defaultValue);
+
 /* Percent-encodes text into out: RFC 3986 unreserved characters are kept,
  * every other byte becomes %HH in upper case.  size is the room for encoded
  * characters; out must hold size + 1 bytes for the terminator.  Returns the

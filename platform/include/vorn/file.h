@@ -49,6 +49,12 @@ VORN_EXPORT int VLIBCINFOSetKeyValue(const char *key, const char *value);
  * VLIBCFileGetKeyValue. */
 VORN_EXPORT int VLIBCINFOGetKeyValue(const char *key, char *buffer, int size);
 
+/* Calls visit(key, value, context) for every key line of a key-value file,
+ * in file order (a key set twice is visited twice; the later line wins).
+ * Returns the number of lines visited, or -1 when the file cannot be read. */
+typedef void (*VLIBCKeyValueVisitor)(const char *key, const char *value, void *context);
+VORN_EXPORT int VLIBCFileEnumKeyValue(const char *file, VLIBCKeyValueVisitor visit, void *context);
+
 /* Reads key of [section] from an INI file (the "strings" format: optional
  * byte-order mark, '#' comments, values optionally in double quotes; a
  * section named twice keeps only the keys after its last header).  Returns
