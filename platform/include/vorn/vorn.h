@@ -5,6 +5,7 @@
 #include <vorn/cgi.h>
 #include <vorn/err.h>
 #include <vorn/file.h>
+#include <vorn/fs.h>
 #include <vorn/log.h>
 #include <vorn/root.h>
 
