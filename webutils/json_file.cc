@@ -85,7 +85,11 @@ bool JsonToFile(const Json::Value& value, const std::string& path)
 
     struct stat st;
     const mode_t mode = stat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : kNewFileMode;
-    std::string temporary = path + ".XXXXXX";
+    // The temporary file is hidden (".NAME.XXXXXX"), so that readers that
+    // enumerate the directory and skip hidden names never see it.
+    const size_t slash = path.rfind('/');
+    const size_t nameStart = slash == std::string::npos ? 0 : slash + 1;
+    std::string temporary = path.substr(0, nameStart) + "." + path.substr(nameStart) + ".XXXXXX";
     const int fd = mkostemp(temporary.data(), O_CLOEXEC);
     if (fd < 0)
         return false;

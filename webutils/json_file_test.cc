@@ -49,7 +49,7 @@ std::vector<std::string> Entries(const std::string& dir)
     std::vector<std::string> names;
     DIR* d = opendir(dir.c_str());
     while (dirent* entry = readdir(d)) {
-        if (entry->d_name[0] != '.')
+        if (std::string(entry->d_name) != "." && std::string(entry->d_name) != "..")
             names.push_back(entry->d_name);
     }
     closedir(d);

@@ -1,9 +1,11 @@
 // Whole-file JSON load and save, without locks.
 //
 // For files that one writer produces and many readers take whole, such as
-// caches and generated rule files.  The save writes a temporary file in the
-// same directory and renames it into place, so a reader sees the old or the
-// new document, never a part, and a failed save leaves the old file.
+// caches and generated rule files.  The save writes a hidden temporary file
+// (".NAME.XXXXXX") in the same directory and renames it into place, so a
+// reader sees the old or the new document, never a part, a directory scan
+// that skips hidden names never sees a half-written file, and a failed save
+// leaves the old file.
 #ifndef ARX_JSON_FILE_H
 #define ARX_JSON_FILE_H
 
