@@ -6,6 +6,10 @@ if(NOT TARGET JsonCpp::JsonCpp)
 endif()
 
 find_package(PkgConfig REQUIRED)
+# Header-only: boost::shared_ptr in <arx/csp_rule.h>.
+find_package(Boost 1.74 REQUIRED)
+# The URL matcher of the CSP rule store (libarx_pcre), loaded on first use.
+pkg_check_modules(PCRECPP REQUIRED IMPORTED_TARGET libpcrecpp)
 
 if(ARX_BUILD_TESTS)
   find_package(GTest REQUIRED)

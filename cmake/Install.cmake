@@ -7,6 +7,9 @@ install(TARGETS arx vorncgi vorn
   EXPORT ArxTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+# Not linked by anyone, loaded by libarx on first use: found by the loader
+# in the library directory.
+install(TARGETS arx_pcre LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/arx
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/platform/include/vorn

@@ -2,8 +2,10 @@
 #ifndef ARX_ARX_H
 #define ARX_ARX_H
 
+#include <arx/csp_rule.h>
 #include <arx/json_file.h>
 #include <arx/run_as.h>
+#include <arx/security_options.h>
 #include <arx/string_parser.h>
 #include <arx/vorn_conf.h>
 #include <arx/webman.h>

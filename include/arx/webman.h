@@ -53,6 +53,12 @@ public:
     // split the response (CR, LF, a bad name) are refused.
     int AddHeader(const char* name, const char* value);
 
+    // Queues the security headers of the response (Content-Security-Policy,
+    // X-Frame-Options; see <arx/security_options.h>).  name: the page's name
+    // when it has a policy of its own, else NULL for the system-wide policy.
+    // Call it before WriteHeader.
+    void AddSecurityHeaders(const char* name);
+
     // Queues "Content-type" and prints every queued header; true when both
     // worked (nothing is printed when the content type is refused).
     bool WriteHeader(const char* contentType);

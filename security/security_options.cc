@@ -1,0 +1,212 @@
+// SecurityOptions: the Content-Security-Policy and X-Frame-Options values.
+// Every failure gives an empty value (no header), never an error response.
+
+#include <arx/security_options.h>
+
+#include <arpa/inet.h>
+#include <stdio.h>
+#include <stdlib.h>
+
+#include <arx/csp_rule.h>
+#include <arx/json_file.h>
+#include <arx/string_parser.h>
+#include <arx/vorn_conf.h>
+#include <vorn/log.h>
+#include <vorn/root.h>
+
+#include "csp_names.h"
+#include "log_source.h"
+#include "referrer.h"
+
+namespace VORN {
+namespace ARX {
+
+namespace {
+
+using arx::kSecurityOptionsLogSource;
+
+constexpr char kHostPlaceholder[] = "{HOSTNAME}";
+constexpr char kSameOrigin[] = "SAMEORIGIN";
+
+std::string Environment(const char* name)
+{
+    const char* value = getenv(name);
+    return value != nullptr ? value : "";
+}
+
+// Characters of a host name, an IP address literal or its port.  Anything
+// else in HTTP_HOST would become part of the policy: such a host counts as
+// empty.
+bool IsHostText(const std::string& host)
+{
+    for (const char c : host) {
+        const bool alnum = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+        if (!alnum && c != '-' && c != '.' && c != '_' && c != ':' && c != '[' && c != ']' && c != '%')
+            return false;
+    }
+    return true;
+}
+
+// The request's host without its port: a bare IPv6 literal stays whole, a
+// bracketed one keeps its brackets.
+std::string RequestHost()
+{
+    std::string host = Environment("HTTP_HOST");
+    if (!IsHostText(host))
+        return "";
+    struct in6_addr address;
+    if (inet_pton(AF_INET6, host.c_str(), &address) == 1 || host.find(':') == std::string::npos)
+        return host;
+    const size_t bracket = host.find(']');
+    if (host[0] == '[' && bracket != std::string::npos)
+        return host.substr(0, bracket + 1);
+    return host.substr(0, host.rfind(':'));
+}
+
+// One directive: "name source source;", or "" when it has no sources.
+void AppendDirective(const char* name, const char* nameEnd, const Json::Value& sources, std::string& header)
+{
+    if (!sources.isArray() || sources.empty())
+        return;
+    header.append(name, nameEnd);
+    for (const Json::Value& source : sources) {
+        const char* begin = nullptr;
+        const char* end = nullptr;
+        if (source.getString(&begin, &end)) {
+            header.push_back(' ');
+            header.append(begin, end);
+        }
+    }
+    header.push_back(';');
+}
+
+std::string HeaderText(const Json::Value& rule)
+{
+    std::string header;
+    for (auto it = rule.begin(); it != rule.end(); ++it) {
+        const char* nameEnd = nullptr;
+        const char* name = it.memberName(&nameEnd);
+        AppendDirective(name, nameEnd, *it, header);
+        // Every directive, even one without sources, is followed by a space.
+        header.push_back(' ');
+    }
+    if (header.find(kHostPlaceholder) != std::string::npos)
+        header = VORN::PAD::StringParser::ReplaceString(header, kHostPlaceholder, RequestHost());
+    return header;
+}
+
+// The rule of the page: its standalone file when it has one, else the
+// system-wide rule.  false (logged) when no rule can be read.
+bool LoadRule(const std::string& jsid, Json::Value& rule)
+{
+    const std::string rulePath = VORNRootPathString(arx::csp::kRuleFile);
+    bool loaded = VORN::JsonFromFile(rule, rulePath);
+    if (!loaded) {
+        if (!CspRule::GenerateCSPTarget()) {
+            VLIBCLog(LOG_ERR, "%s:%d Failed to GenerateCSPTarget from [%s]", kSecurityOptionsLogSource, __LINE__,
+                     VORNRootPathString(arx::csp::kDefaultRule).c_str());
+            return false;
+        }
+        loaded = VORN::JsonFromFile(rule, rulePath);
+    }
+    // A page name is a file name: one with a '/' never leaves the directory.
+    if (!jsid.empty() && jsid.find('/') == std::string::npos) {
+        char pagePath[4096];
+        snprintf(pagePath, sizeof pagePath, "%s/%s", VORNRootPathString(arx::csp::kStandaloneDir).c_str(),
+                 jsid.c_str());
+        Json::Value pageRule;
+        if (VORN::JsonFromFile(pageRule, pagePath)) {
+            rule.swap(pageRule);
+            return true;
+        }
+    }
+    if (!loaded) {
+        VLIBCLog(LOG_ERR, "%s:%d Failed to load CSP rule [%s]", kSecurityOptionsLogSource, __LINE__, rulePath.c_str());
+        VLIBCLog(LOG_ERR, "%s:%d Failed to load CSP rule", kSecurityOptionsLogSource, __LINE__);
+    }
+    return loaded;
+}
+
+std::string CspHeader(const std::string& jsid, VornConf& conf)
+{
+    if (!conf.InfoCheckValue("csp_header_option", "yes", true))
+        return "";
+    Json::Value rule;
+    if (!LoadRule(jsid, rule))
+        return "";
+    if (!rule.isObject()) {
+        VLIBCLog(LOG_ERR, "%s:%d CSP rule config is not an object", kSecurityOptionsLogSource, __LINE__);
+        return "";
+    }
+    return HeaderText(rule);
+}
+
+bool OnAllowList(const arx::security::FramingOrigin& referrer, const std::string& allowList)
+{
+    size_t start = 0;
+    for (;;) {
+        const size_t comma = allowList.find(',', start);
+        const std::string entry = allowList.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
+        if (arx::security::Matches(referrer, arx::security::ParseFramingOrigin(entry)))
+            return true;
+        if (comma == std::string::npos)
+            return false;
+        start = comma + 1;
+    }
+}
+
+std::string FrameOption(VornConf& conf)
+{
+    if (!conf.InfoCheckValue("check_frame_options", "yes", true))
+        return "";
+    const arx::security::FramingOrigin referrer = arx::security::ParseFramingOrigin(Environment("HTTP_REFERER"));
+    if (referrer.host.empty())
+        return kSameOrigin;
+    return OnAllowList(referrer, conf.Info("frame_options_built_in_allow_url", "")) ? "" : kSameOrigin;
+}
+
+}  // namespace
+
+SecurityOptions::SecurityOptions(const char* jsid) : jsid_(jsid != nullptr ? jsid : "")
+{
+}
+
+std::string SecurityOptions::GetCSPHeader()
+{
+    try {
+        VornConf conf;
+        return CspHeader(jsid_, conf);
+    } catch (...) {
+        return "";
+    }
+}
+
+std::string SecurityOptions::GetXFrameOption()
+{
+    try {
+        VornConf conf;
+        return FrameOption(conf);
+    } catch (...) {
+        return "";
+    }
+}
+
+Json::Value SecurityOptions::GetSecurityHeaders()
+{
+    try {
+        VornConf conf;
+        Json::Value headers;
+        const std::string csp = CspHeader(jsid_, conf);
+        if (!csp.empty())
+            headers["Content-Security-Policy"] = csp;
+        const std::string frameOption = FrameOption(conf);
+        if (!frameOption.empty())
+            headers["X-Frame-Options"] = frameOption;
+        return headers;
+    } catch (...) {
+        return Json::Value();
+    }
+}
+
+}  // namespace ARX
+}  // namespace VORN
