@@ -46,6 +46,7 @@ int main()
     if (tag != nullptr && web.AddHeader("X-Echo-Tag", tag) == 0)
         reply["tag_refused"] = true;
 
+    web.AddSecurityHeaders(nullptr);
     web.WriteHeader("application/json; charset=\"UTF-8\"");
     web.WriteBody(reply);
     return 0;

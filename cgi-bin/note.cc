@@ -32,6 +32,7 @@ int main()
     reply["success"] = true;
     reply["name"] = name;
     reply["text"] = notes[name];
+    web.AddSecurityHeaders(nullptr);
     web.WriteHeader("application/json; charset=\"UTF-8\"");
     web.WriteBody(reply);
     return 0;

@@ -41,6 +41,8 @@ cat <<TEXT
   The demo appliance is running:   http://127.0.0.1:$port/
   Its programs:                    http://127.0.0.1:$port/webapi/echo.cgi?message=hello
                                    http://127.0.0.1:$port/webapi/note.cgi?name=welcome
+                                   http://127.0.0.1:$port/webapi/player.cgi  (a page with its own policy)
+  CSP rule configs (POST JSON):    curl -d '{"action": "list"}' http://127.0.0.1:$port/webapi/csp_rules.cgi
   Its root (VORN_ROOT):            $scratch/root
   Server log:                      $scratch/log/error.log
 

@@ -4,6 +4,9 @@ async function showNote() {
   const reply = await fetch("/webapi/note.cgi?name=welcome");
   const note = document.getElementById("note");
   note.textContent = reply.ok ? (await reply.json()).text : "No note today.";
+  document.getElementById("security-headers").textContent = ["Content-Security-Policy", "X-Frame-Options"]
+    .map((name) => `${name}: ${reply.headers.get(name) ?? "(none)"}`)
+    .join("\n");
 }
 
 async function sendEcho(event) {

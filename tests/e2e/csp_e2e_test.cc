@@ -1,0 +1,181 @@
+// The security headers through lighttpd: the demo's default rule and its two
+// applications' rule configs, the configuration keys, the rule program.
+
+#include <fstream>
+#include <memory>
+#include <regex>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <json/json.h>
+
+#include "appliance.h"
+#include "http_client.h"
+
+namespace arx_e2e {
+namespace {
+
+// The demo's default rule widened by the photo viewer (a system config; its
+// child-src source lands in frame-src) and the media centre (an add-on that
+// may be framed by the portal), with {HOSTNAME} the address the tests use.
+constexpr char kSystemPolicy[] =
+    "base-uri 'self'; child-src 'self'; connect-src 'self' wss://127.0.0.1:5001 https://api.example.net/photos; "
+    "default-src 'none'; font-src 'self'; form-action 'self'; frame-ancestors 'self' https://portal.example.com; "
+    "frame-src 'self' https://player.example.net; "
+    "img-src 'self' data: https://tiles.example.net *.photos-cdn.example.net; media-src 'self'; "
+    "object-src 'none'; script-src 'self'; style-src 'self'; ";
+
+// The media centre's player page: its own media sources, pictures from any
+// host.
+constexpr char kPlayerPolicy[] =
+    "base-uri 'self'; child-src 'self'; connect-src 'self' wss://127.0.0.1:5001 https://api.example.net/photos; "
+    "default-src 'none'; font-src 'self'; form-action 'self'; frame-ancestors 'self' https://portal.example.com; "
+    "frame-src 'self' https://player.example.net; "
+    "img-src 'self' data: https://tiles.example.net *.photos-cdn.example.net *; "
+    "media-src 'self' https://cdn.example.org blob:; object-src 'none'; script-src 'self'; style-src 'self'; ";
+
+Json::Value ParseJson(const std::string& text)
+{
+    Json::Value value;
+    Json::CharReaderBuilder builder;
+    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    EXPECT_TRUE(reader->parse(text.data(), text.data() + text.size(), &value, nullptr)) << text;
+    return value;
+}
+
+class CspTest : public ::testing::Test {
+protected:
+    HttpResponse Rules(const std::string& body)
+    {
+        return Post(appliance_.Url("/webapi/csp_rules.cgi"), "application/json", body);
+    }
+    std::string EchoPolicy() { return Get(appliance_.Url("/webapi/echo.cgi")).Header("Content-Security-Policy"); }
+    void Configure(const std::string& line)
+    {
+        std::ofstream(appliance_.RootPath("/etc/vorninfo.conf"), std::ios::app) << line << "\n";
+    }
+
+    Appliance appliance_;
+};
+
+TEST_F(CspTest, EverySampleProgramCarriesTheSecurityHeaders)
+{
+    const HttpResponse responses[] = {
+        Get(appliance_.Url("/webapi/echo.cgi?message=hi")),
+        Get(appliance_.Url("/webapi/note.cgi?name=welcome")),
+        Rules(R"({"action": "list"})"),
+    };
+    for (const HttpResponse& response : responses) {
+        EXPECT_EQ(response.status, 200);
+        EXPECT_EQ(response.HeaderCount("Content-Security-Policy"), 1u);
+        EXPECT_EQ(response.Header("Content-Security-Policy"), kSystemPolicy);
+        EXPECT_EQ(response.Header("X-Frame-Options"), "SAMEORIGIN");
+    }
+    std::ifstream rule(appliance_.RootPath("/run/csp/rule"));
+    EXPECT_TRUE(rule.good()) << "the first request generated the rule";
+}
+
+TEST_F(CspTest, StandalonePageHasItsOwnPolicy)
+{
+    const HttpResponse response = Get(appliance_.Url("/webapi/player.cgi"));
+    EXPECT_EQ(response.status, 200);
+    EXPECT_EQ(response.Header("Content-Security-Policy"), kPlayerPolicy);
+    EXPECT_EQ(response.Header("X-Frame-Options"), "SAMEORIGIN");
+    EXPECT_NE(response.body.find("<h1>Media centre</h1>"), std::string::npos);
+}
+
+TEST_F(CspTest, HeaderOptionNoSendsNoPolicy)
+{
+    Configure("csp_header_option=\"no\"");
+    for (const char* program : {"/webapi/echo.cgi", "/webapi/note.cgi?name=welcome", "/webapi/player.cgi"}) {
+        const HttpResponse response = Get(appliance_.Url(program));
+        EXPECT_EQ(response.status, 200) << program;
+        EXPECT_EQ(response.HeaderCount("Content-Security-Policy"), 0u) << program;
+        EXPECT_EQ(response.Header("X-Frame-Options"), "SAMEORIGIN") << program;
+    }
+}
+
+TEST_F(CspTest, ReferrerOnTheAllowListMayFrameThePage)
+{
+    struct Row {
+        const char* referrer;
+        size_t frameOptions;  // how many X-Frame-Options headers
+    };
+    const Row rows[] = {
+        {"https://portal.example.com/desktop", 0},
+        {"https://PORTAL.example.com/desktop", 0},
+        {"http://portal.example.com/desktop", 1},
+        {"https://portal.example.com:8443/desktop", 1},
+        {"https://evil.example.net/portal.example.com", 1},
+    };
+    for (const Row& row : rows) {
+        const HttpResponse response =
+            Send({"GET", appliance_.Url("/webapi/echo.cgi"), "", {std::string("Referer: ") + row.referrer}});
+        EXPECT_EQ(response.HeaderCount("X-Frame-Options"), row.frameOptions) << row.referrer;
+        EXPECT_EQ(response.Header("Content-Security-Policy"), kSystemPolicy) << row.referrer;
+    }
+}
+
+TEST_F(CspTest, RuleProgramWidensAndNarrowsThePolicy)
+{
+    const std::string before = EchoPolicy();
+    ASSERT_EQ(before, kSystemPolicy);
+
+    const Json::Value saved = ParseJson(Rules(R"({"action": "save", "name": "weather", "local": true,
+        "config": {"rule": {"img-src": ["https://maps.example.org"], "child-src": ["radar.example.org"]}}})")
+                                            .body);
+    EXPECT_EQ(saved["success"], true) << saved;
+    const std::string widened = EchoPolicy();
+    EXPECT_NE(widened.find("img-src 'self' data: https://tiles.example.net *.photos-cdn.example.net "
+                           "https://maps.example.org;"),
+              std::string::npos)
+        << widened;
+    EXPECT_NE(widened.find("frame-src 'self' https://player.example.net radar.example.org;"), std::string::npos)
+        << widened;
+
+    const Json::Value list = ParseJson(Rules(R"({"action": "list"})").body);
+    ASSERT_EQ(list["configs"].size(), 3u) << list;
+    EXPECT_EQ(list["configs"][0]["name"], "photo-viewer");
+    EXPECT_EQ(list["configs"][1]["name"], "media-center");
+    EXPECT_EQ(list["configs"][2]["name"], "weather");
+    EXPECT_EQ(list["configs"][2]["local"], true);
+    EXPECT_EQ(list["configs"][2]["valid"], true);
+
+    const Json::Value refused = ParseJson(Rules(R"({"action": "save", "name": "weather", "local": true,
+        "config": {"rule": {"script-src": ["'unsafe-inline'"]}}})")
+                                              .body);
+    EXPECT_EQ(refused["success"], false);
+    EXPECT_EQ(refused["error"], "invalid config");
+    EXPECT_EQ(EchoPolicy(), widened) << "a refused config changes nothing";
+
+    for (const char* body : {R"({"action": "save", "name": "../../etc/passwd", "config": {"rule": {}}})",
+                             R"({"action": "delete", "name": ".."})", R"({"action": "drop"})", "[1]"}) {
+        EXPECT_EQ(ParseJson(Rules(body).body)["success"], false) << body;
+    }
+
+    const Json::Value deleted = ParseJson(Rules(R"({"action": "delete", "name": "weather", "local": true})").body);
+    EXPECT_EQ(deleted["success"], true);
+    EXPECT_EQ(EchoPolicy(), before);
+}
+
+// The demo page is served as a file, but it must work under the policy its
+// programs send: no inline scripts, styles or event handlers, nothing from
+// another origin.
+TEST_F(CspTest, DemoPagesNeedNothingThePolicyForbids)
+{
+    const std::regex inlineCode(R"(<script(?![^>]*\bsrc=)|<style|\sstyle=|\son[a-z]+=|javascript:)",
+                                std::regex::icase);
+    const std::regex otherOrigin(R"((src|href)=\"(https?:)?//)", std::regex::icase);
+    for (const char* page : {"/", "/webapi/player.cgi"}) {
+        const HttpResponse response = Get(appliance_.Url(page));
+        ASSERT_EQ(response.status, 200) << page;
+        EXPECT_FALSE(std::regex_search(response.body, inlineCode)) << page;
+        EXPECT_FALSE(std::regex_search(response.body, otherOrigin)) << page;
+    }
+    const HttpResponse script = Get(appliance_.Url("/app.js"));
+    EXPECT_EQ(script.body.find("eval("), std::string::npos);
+    EXPECT_EQ(script.body.find("innerHTML"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace arx_e2e
