@@ -7,7 +7,7 @@
 set -euo pipefail
 source_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build=${1:-$source_dir/build/release}
-repetitions=${2:-10}
+repetitions=${2:-20}
 
 "$build/bench/csp_headers_bench" --benchmark_repetitions="$repetitions" \
   --benchmark_report_aggregates_only=true --benchmark_format=csv 2> /dev/null |

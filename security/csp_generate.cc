@@ -28,14 +28,6 @@ namespace arx::csp {
 
 namespace {
 
-using VORN::ARX::CHILD_SRC;
-using VORN::ARX::FRAME_SRC;
-using VORN::ARX::JSID;
-using VORN::ARX::KnownDirectives;
-using VORN::ARX::RULE;
-using VORN::ARX::RULE_STANDALONE;
-using VORN::ARX::WILDCARD;
-
 constexpr mode_t kDirMode = 0755;
 constexpr mode_t kFileMode = 0644;
 constexpr int kLockSeconds = 5;

@@ -6,23 +6,32 @@
 #include <set>
 #include <string>
 
-#include <arx/csp_rule.h>
+namespace arx::csp {
 
-namespace VORN {
-namespace ARX {
-
-// Known to the library but not exported.
-extern const std::string MEDIA_SRC;  // "media-src"
+// The names of <arx/csp_rule.h>, spelt as literals for the library's own
+// use: a literal needs no symbol lookup when the library is loaded, an
+// exported object does.
+inline constexpr char STYLE_SRC[] = "style-src";
+inline constexpr char SCRIPT_SRC[] = "script-src";
+inline constexpr char CONNECT_SRC[] = "connect-src";
+inline constexpr char IMG_SRC[] = "img-src";
+inline constexpr char BASE_URI[] = "base-uri";
+inline constexpr char FORM_ACTION[] = "form-action";
+inline constexpr char FONT_SRC[] = "font-src";
+inline constexpr char FRAME_ANCESTORS[] = "frame-ancestors";
+inline constexpr char FRAME_SRC[] = "frame-src";
+inline constexpr char CHILD_SRC[] = "child-src";
+inline constexpr char OBJECT_SRC[] = "object-src";
+inline constexpr char MEDIA_SRC[] = "media-src";  // known, but not exported
+inline constexpr char RULE[] = "rule";
+inline constexpr char RULE_STANDALONE[] = "rule-standalone";
+inline constexpr char JSID[] = "jsid";
+inline constexpr char WILDCARD[] = "wildcard";
 
 // The directives a config may name, in byte order.
 const std::set<std::string>& KnownDirectives();
 // The directives a standalone page may not open to "*".
 const std::set<std::string>& NoWildcardDirectives();
-
-}  // namespace ARX
-}  // namespace VORN
-
-namespace arx::csp {
 
 // System paths, before root mapping.
 inline constexpr char kDefaultRule[] = "/usr/vorn/share/csp/rule-default";

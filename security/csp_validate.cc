@@ -16,13 +16,6 @@ namespace arx::csp {
 
 namespace {
 
-using VORN::ARX::JSID;
-using VORN::ARX::KnownDirectives;
-using VORN::ARX::NoWildcardDirectives;
-using VORN::ARX::RULE;
-using VORN::ARX::RULE_STANDALONE;
-using VORN::ARX::WILDCARD;
-
 // A refused structure: the line names the condition that failed.  errno is
 // set so that the line's "%m" says what kind of failure this is.
 bool Failed(int line, const char* condition)
