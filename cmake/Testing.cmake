@@ -18,9 +18,15 @@ function(arx_add_test name)
   if(T_LABELS)
     set(labels ${T_LABELS})
   endif()
+  set(environment)
+  if(ARX_SANITIZE)
+    # The sanitizer's dlopen interceptor hides the caller's run path: test
+    # binaries built from libarx's objects find libarx's URL matcher here.
+    set(environment ENVIRONMENT "LD_LIBRARY_PATH=${PROJECT_BINARY_DIR}")
+  endif()
   gtest_discover_tests(${name}
     DISCOVERY_MODE PRE_TEST
-    PROPERTIES LABELS "${labels}" TIMEOUT 120)
+    PROPERTIES LABELS "${labels}" TIMEOUT 120 ${environment})
 endfunction()
 
 # arx_add_header_test(target include_dir glob LIBS ...): compiles every header

@@ -4,6 +4,7 @@
 
 #include <dlfcn.h>
 #include <stddef.h>
+#include <string.h>
 
 #include <vorn/log.h>
 
@@ -15,6 +16,25 @@ namespace {
 
 using FullMatchFunction = int (*)(const char*, const char*, size_t);
 
+// The helper through the loader's normal search, else beside the object
+// that holds this code (libarx): a sanitizer's dlopen interceptor hides
+// which object asked, and with it that object's run path.  NULL with the
+// reason of the normal search when both fail.
+void* OpenHelper(std::string& error)
+{
+    void* helper = dlopen(kPcreHelper, RTLD_NOW | RTLD_LOCAL);
+    if (helper != nullptr)
+        return helper;
+    const char* reason = dlerror();
+    error = reason != nullptr ? reason : "no reason given";
+    Dl_info self;
+    if (dladdr(reinterpret_cast<void*>(&FullMatch), &self) == 0 || self.dli_fname == nullptr ||
+        self.dli_fname[0] != '/')
+        return nullptr;
+    const std::string beside = std::string(self.dli_fname, strrchr(self.dli_fname, '/') + 1) + kPcreHelper;
+    return dlopen(beside.c_str(), RTLD_NOW | RTLD_LOCAL);
+}
+
 // NULL once loading failed: a process fails closed and says so once.
 FullMatchFunction LoadedFullMatch()
 {
@@ -23,13 +43,15 @@ FullMatchFunction LoadedFullMatch()
     if (tried)
         return function;
     tried = true;
-    void* helper = dlopen(kPcreHelper, RTLD_NOW | RTLD_LOCAL);
-    if (helper != nullptr)
+    std::string error;
+    if (void* helper = OpenHelper(error)) {
         function = reinterpret_cast<FullMatchFunction>(dlsym(helper, "ArxPcreFullMatch"));
+        if (function == nullptr)
+            error = "no ArxPcreFullMatch in it";
+    }
     if (function == nullptr) {
-        const char* error = dlerror();
         VLIBCLog(LOG_ERR, "%s:%d cannot load %s, every CSP source is refused: %s", kCspRuleLogSource, __LINE__,
-                 kPcreHelper, error != nullptr ? error : "no reason given");
+                 kPcreHelper, error.c_str());
     }
     return function;
 }
