@@ -149,10 +149,11 @@ bool IsValidUrl(const std::string& url)
 {
     if (url.empty() || url.size() > kLongestSource)
         return false;
-    // The pattern's bracket expressions let control characters through; a
-    // header value cannot carry them.
+    // The pattern's bracket expressions let control characters through,
+    // which a header cannot carry, and ';' and ',', which would end the
+    // directive or the policy in the middle of the source list.
     for (const unsigned char c : url) {
-        if (c < ' ' || c == 0x7f)
+        if (c < ' ' || c == 0x7f || c == ';' || c == ',')
             return false;
     }
     return FullMatch(kUrlPattern, url);
