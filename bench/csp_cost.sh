@@ -10,7 +10,8 @@ build=${1:-$source_dir/build/release}
 repetitions=${2:-20}
 
 "$build/bench/csp_headers_bench" --benchmark_repetitions="$repetitions" \
-  --benchmark_report_aggregates_only=true --benchmark_format=csv 2> /dev/null |
+  --benchmark_enable_random_interleaving=true --benchmark_report_aggregates_only=true \
+  --benchmark_format=csv 2> /dev/null |
 awk -F, -v repetitions="$repetitions" '
   $1 == "\"ReadRule_median\"" { read = $4; unit = $5 }
   $1 == "\"SecurityHeaders_median\"" { headers = $4 }
