@@ -42,8 +42,6 @@ TEST(SecurityHeadersTest, QueuedInKeyOrderBeforeTheContentType)
         {"a page's own policy", "", "Page", "",
          "X-Before: 1\r\nContent-Security-Policy: img-src 'self' *; \r\nX-Frame-Options: SAMEORIGIN\r\n"
          "Content-type: text/plain\r\n\r\n"},
-        {"referrer on the allow list", "frame_options_built_in_allow_url=\"portal.example.com\"\n", nullptr,
-         "https://portal.example.com/", "X-Before: 1\r\nContent-Security-Policy: img-src 'self'; \r\nContent-type: text/plain\r\n\r\n"},
         {"both off", "csp_header_option=\"no\"\ncheck_frame_options=\"no\"\n", nullptr, "",
          "X-Before: 1\r\nContent-type: text/plain\r\n\r\n"},
     };

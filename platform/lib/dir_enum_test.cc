@@ -108,12 +108,4 @@ TEST_F(DirEnumTest, UnreadableDirectoriesAreFailuresThatSayWhy)
     EXPECT_EQ(VLIBCDirEnum(root_.Path("/d").c_str(), 0, nullptr, nullptr), -1);
 }
 
-TEST_F(DirEnumTest, EmptyDirectoryVisitsNothing)
-{
-    root_.MakeDirs("/empty");
-    int result = -1;
-    EXPECT_TRUE(Names(root_.Path("/empty"), 0, &result).empty());
-    EXPECT_EQ(result, 0);
-}
-
 }  // namespace
