@@ -6,7 +6,6 @@
 
 #include "csp_generate.h"
 
-#include <errno.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -21,8 +20,8 @@
 #include "critical_section.h"
 #include "csp_names.h"
 #include "csp_validate.h"
-#include "log_source.h"
 #include "dirs.h"
+#include "log_source.h"
 
 namespace arx::csp {
 
