@@ -1,5 +1,6 @@
 #include "file_io.h"
 
+#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <stdlib.h>
@@ -99,6 +100,40 @@ bool WriteFileAtomically(const std::string& path, std::string_view content, mode
         return false;
     }
     SyncDirectoryOf(path);
+    return true;
+}
+
+bool MakeDirectories(const std::string& path, mode_t mode)
+{
+    struct stat st;
+    if (stat(path.c_str(), &st) == 0)
+        return S_ISDIR(st.st_mode);
+    const size_t slash = path.find_last_of('/');
+    if (slash != std::string::npos && slash > 0 && !MakeDirectories(path.substr(0, slash), mode))
+        return false;
+    return mkdir(path.c_str(), mode) == 0 || (errno == EEXIST && stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode));
+}
+
+bool MakePrivateDirectory(const std::string& path)
+{
+    const size_t slash = path.find_last_of('/');
+    if (slash != std::string::npos && slash > 0 && !MakeDirectories(path.substr(0, slash), 0755))
+        return false;
+    return MakeDirectories(path, 0700);
+}
+
+bool ListDirectory(const std::string& path, std::vector<std::string>& names)
+{
+    DIR* dir = opendir(path.c_str());
+    if (dir == nullptr)
+        return false;
+    names.clear();
+    while (const dirent* entry = readdir(dir)) {
+        const std::string name = entry->d_name;
+        if (name != "." && name != "..")
+            names.push_back(name);
+    }
+    closedir(dir);
     return true;
 }
 

@@ -6,6 +6,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vorn {
 
@@ -17,6 +18,17 @@ bool ReadWholeFile(const char* path, std::string& content);
 // file, never a part.  The file keeps its mode; a new one gets newFileMode.
 // On failure nothing is left behind and errno tells why.
 bool WriteFileAtomically(const std::string& path, std::string_view content, mode_t newFileMode);
+
+// Creates path and its missing parents with mode (before the umask); true
+// when path is a directory afterwards.
+bool MakeDirectories(const std::string& path, mode_t mode);
+
+// MakeDirectories for a directory that only its owner may enter: the
+// missing parents get 0755, path itself 0700.
+bool MakePrivateDirectory(const std::string& path);
+
+// The names in a directory but "." and ".."; false when it cannot be read.
+bool ListDirectory(const std::string& path, std::vector<std::string>& names);
 
 }  // namespace vorn
 

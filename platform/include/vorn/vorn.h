@@ -7,5 +7,7 @@
 #include <vorn/file.h>
 #include <vorn/log.h>
 #include <vorn/root.h>
+#include <vorn/session.h>
+#include <vorn/user.h>
 
 #endif

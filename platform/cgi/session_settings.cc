@@ -1,0 +1,69 @@
+#include "session_settings.h"
+
+#include <stdlib.h>
+#include <strings.h>
+
+#include "system_config.h"
+
+namespace vorn {
+
+namespace {
+
+// A whole non-negative decimal number no larger than limit.
+bool ReadNumber(const ConfigValues& values, const char* key, long long limit, long long& number)
+{
+    const auto it = values.find(key);
+    if (it == values.end() || it->second.empty() || it->second.size() > 12)
+        return false;
+    long long value = 0;
+    for (char c : it->second) {
+        if (c < '0' || c > '9')
+            return false;
+        value = value * 10 + (c - '0');
+    }
+    if (value > limit)
+        return false;
+    number = value;
+    return true;
+}
+
+void ReadMinutes(const ConfigValues& values, const char* key, bool allowZero, long long& seconds)
+{
+    long long minutes;
+    if (ReadNumber(values, key, 100L * 365 * 24 * 60, minutes) && (allowZero || minutes > 0))
+        seconds = minutes * 60;
+}
+
+void ReadYesNo(const ConfigValues& values, const char* key, bool& flag)
+{
+    const auto it = values.find(key);
+    if (it == values.end())
+        return;
+    if (strcasecmp(it->second.c_str(), "yes") == 0)
+        flag = true;
+    else if (strcasecmp(it->second.c_str(), "no") == 0)
+        flag = false;
+}
+
+}  // namespace
+
+SessionSettings LoadSessionSettings()
+{
+    ConfigValues current, defaults;
+    LoadSystemConfiguration(current, defaults);
+    SessionSettings settings;
+    ReadMinutes(current, "session_timeout", false, settings.timeoutSeconds);
+    ReadYesNo(current, "session_check_ip", settings.checkIp);
+    ReadYesNo(current, "token_enable", settings.tokenEnable);
+    long long attempts;
+    if (ReadNumber(current, "login_max_attempts", 1000000, attempts))
+        settings.maxAttempts = static_cast<int>(attempts);
+    ReadMinutes(current, "login_attempt_window", false, settings.attemptWindowSeconds);
+    ReadMinutes(current, "login_block_minutes", false, settings.blockSeconds);
+    const auto language = current.find("language");
+    if (language != current.end())
+        settings.language = language->second;
+    return settings;
+}
+
+}  // namespace vorn
