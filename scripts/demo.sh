@@ -36,13 +36,25 @@ for _ in $(seq 1 100); do
   sleep 0.05
 done
 
+secret=$(awk '$1 == "carol-otp-secret" { print $2 }' "$source_dir/demo/credentials.txt")
 cat <<TEXT
 
   The demo appliance is running:   http://127.0.0.1:$port/
   Its programs:                    http://127.0.0.1:$port/webapi/echo.cgi?message=hello
                                    http://127.0.0.1:$port/webapi/note.cgi?name=welcome
+                                   login.cgi, logout.cgi, whoami.cgi, sessions.cgi
   Its root (VORN_ROOT):            $scratch/root
   Server log:                      $scratch/log/error.log
+
+  Accounts (user / password):
+TEXT
+awk '!/^#/ && NF >= 3 { printf "    %-8s %-16s %s", $1, $2, $3; for (i = 4; i <= NF; i++) printf " %s", $i; print "" }' \
+  "$source_dir/demo/credentials.txt"
+cat <<TEXT
+
+  carol's one-time-code secret:    $secret
+    add it to an authenticator app: otpauth://totp/Harbor:carol?secret=$secret&issuer=Harbor
+    or print the current code with: $source_dir/build/release/demo/otp-code $secret
 
   Press Ctrl-C to stop.
 TEXT

@@ -1,0 +1,22 @@
+// logout.cgi: ends the session of the request and removes its cookie.
+//
+//   POST logout.cgi   (with the session's token)   ->  {"success": true}
+//
+// Without a valid session the authorization failure is the answer.
+
+#include <json/json.h>
+
+#include <arx/webman.h>
+
+int main()
+{
+    WebMan web(true);
+    if (!web.IsAuthorized(nullptr, VORN_AUTH_USER, CGI_POSITION_DESKTOP))
+        return 0;
+    Json::Value reply(Json::objectValue);
+    reply["success"] = web.Logout();
+    web.AddHeader("Cache-control", "no-store");
+    web.WriteHeader("application/json; charset=\"UTF-8\"");
+    web.WriteBody(reply);
+    return 0;
+}
