@@ -86,7 +86,9 @@ int SwitchTo(const char* sid, const char* user, const IdSetter& setGid, const Id
         LogSwitchFailure(__LINE__, "get GID", user, sid);
         return -1;
     }
-    if (initgroups(user, static_cast<gid_t>(gid)) == -1)
+    // The platform's initgroups: the users are the platform's, whose groups
+    // the system's NSS need not know.
+    if (VLIBUserInitGroups(user, static_cast<gid_t>(gid)) == -1)
         LogSwitchFailure(__LINE__, "initgroup", user, sid);
     if (setGid(sid, user) < 0) {
         LogSwitchFailure(__LINE__, "set GID", user, sid);

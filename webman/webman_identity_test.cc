@@ -1,11 +1,9 @@
 // Switching a request to its session user's identity, as root.
 //
-// The users of these tests live in the test root's files, which the
-// system's NSS does not know.  So this binary defines initgroups itself: it
-// sets the supplementary groups that the root's group file gives the user
-// (through the platform), as NSS does on an appliance whose root is "/".
-// It also defines the platform's id lookups and setters, passing the calls
-// on unless a failure is injected.
+// The users of these tests live in the test root's files only; the
+// supplementary groups come from there through the platform's initgroups.
+// This binary defines the platform's group setter, id lookups and setters
+// itself, passing the calls on unless a failure is injected.
 
 #include <dlfcn.h>
 #include <errno.h>
@@ -56,18 +54,11 @@ using IdFunction = int (*)(const char*, const char*);
 
 }  // namespace
 
-extern "C" int initgroups(const char* user, gid_t group)
+extern "C" int VLIBUserInitGroups(const char* user, gid_t group)
 {
-    if (Fails(g_calls.initgroups, g_faults.initgroups)) {
-        errno = EPERM;
-        return -1;
-    }
-    gid_t found[64];
-    const int count = VLIBUserGroupsGet(user, found, 64);
-    std::vector<gid_t> groups{group};
-    for (int i = 1; i < count && i < 64; ++i)
-        groups.push_back(found[i]);
-    return setgroups(groups.size(), groups.data());
+    using Function = int (*)(const char*, gid_t);
+    static const Function next = Next<Function>("VLIBUserInitGroups");
+    return Fails(g_calls.initgroups, g_faults.initgroups) ? -1 : next(user, group);
 }
 
 extern "C" int VornCgiGIDGet(const char* sid, const char* user)

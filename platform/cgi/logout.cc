@@ -9,8 +9,6 @@
 #include <set>
 #include <string>
 
-#include <json/writer.h>
-
 #include <vorn/err.h>
 #include <vorn/log.h>
 #include <vorn/session.h>
@@ -125,12 +123,10 @@ extern "C" int VornCgiRemoveSessionByFunc(VornCgi* cgi, VornCgiSessionFilter fil
         // The filter runs before the store is locked: it may call the
         // session operations itself.
         std::set<std::string> chosen;
-        Json::StreamWriterBuilder builder;
-        builder["indentation"] = "";
         vorn::ForEachSession([&](const vorn::Session& session) {
             if (vorn::StateOf(session, now, timeout) != vorn::SessionState::kLive)
                 return;
-            json_object* object = jsonC.parse(Json::writeString(builder, vorn::PublicView(session)).c_str());
+            json_object* object = jsonC.parse(vorn::PublicView(session).c_str());
             if (object == nullptr)
                 return;
             if (filter(object, data))

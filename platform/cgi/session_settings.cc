@@ -2,7 +2,12 @@
 
 #include <stdlib.h>
 #include <strings.h>
+#include <sys/stat.h>
 
+#include <vorn/file.h>
+#include <vorn/root.h>
+
+#include "lib/file_io.h"
 #include "system_config.h"
 
 namespace vorn {
@@ -45,9 +50,16 @@ void ReadYesNo(const ConfigValues& values, const char* key, bool& flag)
         flag = false;
 }
 
-}  // namespace
+// The status of a configuration file, or a zeroed one when it is missing.
+struct stat VersionOf(const char* systemPath)
+{
+    struct stat st = {};
+    if (stat(VORNRootPathString(systemPath).c_str(), &st) != 0)
+        st = {};
+    return st;
+}
 
-SessionSettings LoadSessionSettings()
+SessionSettings ReadSessionSettings()
 {
     ConfigValues current, defaults;
     LoadSystemConfiguration(current, defaults);
@@ -64,6 +76,31 @@ SessionSettings LoadSessionSettings()
     if (language != current.end())
         settings.language = language->second;
     return settings;
+}
+
+}  // namespace
+
+SessionSettings LoadSessionSettings()
+{
+    // Asked for several times per request: read again only when one of the
+    // files is another version than the last time.
+    static struct {
+        bool loaded = false;
+        std::string root;
+        struct stat current, defaults;
+        SessionSettings settings;
+    } last;
+    const struct stat current = VersionOf(VORN_INFO_FILE);
+    const struct stat defaults = VersionOf(VORN_INFO_DEFAULTS_FILE);
+    if (last.loaded && last.root == VORNRootDir() && SameVersion(last.current, current) &&
+        SameVersion(last.defaults, defaults))
+        return last.settings;
+    last.settings = ReadSessionSettings();
+    last.root = VORNRootDir();
+    last.current = current;
+    last.defaults = defaults;
+    last.loaded = true;
+    return last.settings;
 }
 
 }  // namespace vorn

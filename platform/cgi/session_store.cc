@@ -6,16 +6,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <memory>
 #include <vector>
-
-#include <json/reader.h>
-#include <json/writer.h>
 
 #include <vorn/log.h>
 #include <vorn/root.h>
 #include <vorn/session.h>
 
+#include "flat_json.h"
 #include "lib/file_io.h"
 #include "lib/lock_file.h"
 #include "session_id.h"
@@ -29,69 +26,57 @@ constexpr long long kSweepInterval = 5 * 60;
 constexpr long long kStrayFileAge = 60;  // a writer's temporary file is older than any write
 constexpr int kCreateAttempts = 3;
 
-// Everything but the id (the file's name) and the token.
-Json::Value Fields(const Session& session)
+FlatValue Text(const std::string& text)
 {
-    Json::Value value(Json::objectValue);
-    value["user"] = session.user;
-    value["uid"] = static_cast<Json::Int64>(session.uid);
-    value["gid"] = static_cast<Json::Int64>(session.gid);
-    value["address"] = session.address;
-    value["language"] = session.language;
-    value["created"] = static_cast<Json::Int64>(session.created);
-    value["last_access"] = static_cast<Json::Int64>(session.lastAccess);
+    FlatValue value;
+    value.isString = true;
+    value.text = text;
     return value;
+}
+
+FlatValue Number(long long number)
+{
+    FlatValue value;
+    value.number = number;
+    return value;
+}
+
+// Everything but the id (the file's name) and the token.
+FlatObject Fields(const Session& session)
+{
+    return FlatObject{{"user", Text(session.user)},
+                      {"uid", Number(session.uid)},
+                      {"gid", Number(session.gid)},
+                      {"address", Text(session.address)},
+                      {"language", Text(session.language)},
+                      {"created", Number(session.created)},
+                      {"last_access", Number(session.lastAccess)}};
 }
 
 std::string ToJson(const Session& session)
 {
-    Json::Value value = Fields(session);
-    value["token"] = session.token;
-    value["state"] = session.ended ? "ended" : "live";
+    FlatObject object = Fields(session);
+    object["token"] = Text(session.token);
+    object["state"] = Text(session.ended ? "ended" : "live");
     if (session.ended)
-        value["ended_at"] = static_cast<Json::Int64>(session.endedAt);
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    return Json::writeString(builder, value) + "\n";
-}
-
-bool TakeString(const Json::Value& value, const char* name, std::string& out)
-{
-    const Json::Value& member = value[name];
-    if (!member.isString())
-        return false;
-    out = member.asString();
-    return true;
-}
-
-bool TakeNumber(const Json::Value& value, const char* name, long long& out)
-{
-    const Json::Value& member = value[name];
-    if (!member.isInt64())
-        return false;
-    out = member.asInt64();
-    return true;
+        object["ended_at"] = Number(session.endedAt);
+    return WriteFlatObject(object) + "\n";
 }
 
 bool FromJson(const std::string& text, Session& session)
 {
-    Json::CharReaderBuilder builder;
-    Json::CharReaderBuilder::strictMode(&builder.settings_);
-    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    Json::Value value;
-    std::string errors;
-    if (!reader->parse(text.data(), text.data() + text.size(), &value, &errors) || !value.isObject())
-        return false;
+    FlatObject object;
     std::string state;
-    if (!TakeString(value, "user", session.user) || !TakeNumber(value, "uid", session.uid) ||
-        !TakeNumber(value, "gid", session.gid) || !TakeString(value, "address", session.address) ||
-        !TakeString(value, "language", session.language) || !TakeNumber(value, "created", session.created) ||
-        !TakeNumber(value, "last_access", session.lastAccess) || !TakeString(value, "token", session.token) ||
-        !TakeString(value, "state", state) || session.user.empty() || session.token.empty())
+    if (!ParseFlatObject(text, object) || !FlatString(object, "user", session.user) ||
+        !FlatNumber(object, "uid", session.uid) || !FlatNumber(object, "gid", session.gid) ||
+        !FlatString(object, "address", session.address) || !FlatString(object, "language", session.language) ||
+        !FlatNumber(object, "created", session.created) || !FlatNumber(object, "last_access", session.lastAccess) ||
+        !FlatString(object, "token", session.token) || !FlatString(object, "state", state) ||
+        session.user.empty() || session.token.empty())
         return false;
     session.ended = state == "ended";
     session.endedAt = 0;
-    return !session.ended || TakeNumber(value, "ended_at", session.endedAt);
+    return !session.ended || FlatNumber(object, "ended_at", session.endedAt);
 }
 
 bool WriteAll(int fd, const std::string& text)
@@ -131,14 +116,14 @@ int WriteNewFile(const std::string& path, const std::string& text)
 // Reads a session file.  Only root may read the store; a process that
 // switched its effective uid to the session's user (its saved uid is root)
 // reads as root for the moment and comes back.
-bool ReadSessionFile(const std::string& path, std::string& text)
+bool ReadSessionFile(const std::string& path, std::string& text, struct stat& version)
 {
-    if (ReadWholeFile(path.c_str(), text))
+    if (ReadWholeFile(path.c_str(), text, &version))
         return true;
     const uid_t euid = geteuid();
     if (errno != EACCES || euid == 0 || setresuid(-1, 0, -1) != 0)
         return false;
-    const bool read = ReadWholeFile(path.c_str(), text);
+    const bool read = ReadWholeFile(path.c_str(), text, &version);
     const int error = errno;
     if (setresuid(-1, euid, -1) != 0)
         VLIBCLog(LOG_AUTH | LOG_CRIT, "session_store:%d cannot return to uid %u: %m", __LINE__,
@@ -180,8 +165,20 @@ bool ReadSession(const std::string& id, Session& session)
 {
     if (!IsSessionId(id))
         return false;
+    // A request asks for its session several times (the check, then each
+    // id the identity switch needs): parsed once per version of the file.
+    static struct {
+        struct stat version;
+        Session session;
+    } last;
+    const std::string path = SessionPath(id);
+    struct stat version;
+    if (last.session.id == id && stat(path.c_str(), &version) == 0 && SameVersion(version, last.version)) {
+        session = last.session;
+        return true;
+    }
     std::string text;
-    if (!ReadSessionFile(SessionPath(id), text))
+    if (!ReadSessionFile(path, text, version))
         return false;
     session = Session();
     if (!FromJson(text, session)) {
@@ -189,6 +186,8 @@ bool ReadSession(const std::string& id, Session& session)
         return false;
     }
     session.id = id;
+    last.version = version;
+    last.session = session;
     return true;
 }
 
@@ -313,11 +312,11 @@ void SweepSessionsWhenDue(long long now, long long timeoutSeconds)
     SweepSessions(now, timeoutSeconds);
 }
 
-Json::Value PublicView(const Session& session)
+std::string PublicView(const Session& session)
 {
-    Json::Value value = Fields(session);
-    value["id"] = session.id;
-    return value;
+    FlatObject object = Fields(session);
+    object["id"] = Text(session.id);
+    return WriteFlatObject(object);
 }
 
 }  // namespace vorn

@@ -8,8 +8,6 @@
 #include <functional>
 #include <string>
 
-#include <json/value.h>
-
 namespace vorn {
 
 struct Session {
@@ -65,8 +63,9 @@ void SweepSessions(long long now, long long timeoutSeconds);
 // SweepSessions when the last sweep is a few minutes ago.
 void SweepSessionsWhenDue(long long now, long long timeoutSeconds);
 
-// What a session filter sees of a session: everything but the token.
-Json::Value PublicView(const Session& session);
+// What a session filter sees of a session, as a JSON object: everything
+// but the token.
+std::string PublicView(const Session& session);
 
 }  // namespace vorn
 

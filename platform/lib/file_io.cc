@@ -4,6 +4,8 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <stdlib.h>
+
+#include <unordered_map>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -40,13 +42,15 @@ void SyncDirectoryOf(const std::string& path)
 
 }  // namespace
 
-bool ReadWholeFile(const char* path, std::string& content)
+bool ReadWholeFile(const char* path, std::string& content, struct stat* info)
 {
     const int fd = open(path, O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         return false;
     struct stat st;
     const int error = fstat(fd, &st) != 0 ? errno : !S_ISREG(st.st_mode) ? EINVAL : 0;
+    if (info != nullptr)
+        *info = st;
     if (error != 0) {
         close(fd);
         errno = error;
@@ -70,6 +74,40 @@ bool ReadWholeFile(const char* path, std::string& content)
         content.append(buffer, static_cast<size_t>(got));
     }
     close(fd);
+    return true;
+}
+
+bool SameVersion(const struct stat& a, const struct stat& b)
+{
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
+           a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec &&
+           a.st_ctim.tv_sec == b.st_ctim.tv_sec && a.st_ctim.tv_nsec == b.st_ctim.tv_nsec;
+}
+
+bool ReadFileCached(const char* path, std::string& content)
+{
+    struct Cached {
+        struct stat version;
+        std::string content;
+    };
+    static std::unordered_map<std::string, Cached> cache;
+    constexpr size_t kMostFiles = 32;
+
+    struct stat st;
+    if (stat(path, &st) == 0) {
+        const auto found = cache.find(path);
+        if (found != cache.end() && SameVersion(found->second.version, st)) {
+            content = found->second.content;
+            return true;
+        }
+    }
+    Cached read;
+    if (!ReadWholeFile(path, read.content, &read.version))
+        return false;
+    content = read.content;
+    if (cache.size() >= kMostFiles)
+        cache.clear();
+    cache[path] = std::move(read);
     return true;
 }
 

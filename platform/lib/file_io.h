@@ -2,6 +2,7 @@
 #ifndef VORN_PLATFORM_FILE_IO_H
 #define VORN_PLATFORM_FILE_IO_H
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <string>
@@ -10,8 +11,18 @@
 
 namespace vorn {
 
-// Reads a regular file whole.  false with errno set on failure.
-bool ReadWholeFile(const char* path, std::string& content);
+// Reads a regular file whole.  false with errno set on failure.  info,
+// when given, receives the file's status as read.
+bool ReadWholeFile(const char* path, std::string& content, struct stat* info = nullptr);
+
+// Whether two statuses are of the same version of a file: replacing a file
+// (by rename) gives another inode, changing it another time or size.
+bool SameVersion(const struct stat& a, const struct stat& b);
+
+// ReadWholeFile for small files a process reads again and again (the user
+// database, the configuration): the content is kept per process and read
+// again only when stat tells of another version of the file.
+bool ReadFileCached(const char* path, std::string& content);
 
 // Replaces path with content: a temporary file in the same directory is
 // written, synced and renamed over it, so readers see the old or the new

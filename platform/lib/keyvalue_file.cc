@@ -30,7 +30,7 @@ constexpr mode_t kNewFileMode = 0644;
 int LookUp(const char* file, const char* key, std::string& value)
 {
     std::string content;
-    if (!vorn::ReadWholeFile(file, content)) {
+    if (!vorn::ReadFileCached(file, content)) {
         VLIBCErrSet(VLIB_ERR_OPEN_FAILED);
         return -1;
     }
@@ -115,7 +115,7 @@ extern "C" int VLIBCFileEnumKeyValue(const char* file, VLIBCKeyValueVisitor visi
     }
     return vorn::NoThrow(-1, [&] {
         std::string content;
-        if (!vorn::ReadWholeFile(file, content)) {
+        if (!vorn::ReadFileCached(file, content)) {
             VLIBCErrSet(VLIB_ERR_OPEN_FAILED);
             return -1;
         }

@@ -1,5 +1,6 @@
 // Users and groups through the C interface.
 
+#include <grp.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -28,6 +29,20 @@ bool Found(vorn::Lookup lookup)
         return false;
     }
     return false;
+}
+
+// The groups of a user: the primary one first.  false (error record set)
+// for an unknown user or an unreadable database.
+bool GroupsOf(const char* user, std::vector<gid_t>& groups)
+{
+    vorn::UserEntry entry;
+    if (!Found(vorn::FindUser(user, entry)))
+        return false;
+    if (!vorn::GroupsOfUser(entry, groups)) {
+        VLIBCErrSet(VLIB_ERR_OPEN_FAILED);
+        return false;
+    }
+    return true;
 }
 
 }  // namespace
@@ -62,17 +77,31 @@ extern "C" int VLIBUserGroupsGet(const char* user, gid_t* groups, int max)
         return -1;
     }
     return vorn::NoThrow(-1, [&] {
-        vorn::UserEntry entry;
-        if (!Found(vorn::FindUser(user, entry)))
-            return -1;
         std::vector<gid_t> found;
-        if (!vorn::GroupsOfUser(entry, found)) {
-            VLIBCErrSet(VLIB_ERR_OPEN_FAILED);
+        if (!GroupsOf(user, found))
             return -1;
-        }
         for (size_t i = 0; i < found.size() && i < static_cast<size_t>(max); ++i)
             groups[i] = found[i];
         return static_cast<int>(found.size());
+    });
+}
+
+extern "C" int VLIBUserInitGroups(const char* user, gid_t group)
+{
+    if (user == nullptr) {
+        VLIBCErrSet(VLIB_ERR_BAD_PARAMETERS);
+        return -1;
+    }
+    return vorn::NoThrow(-1, [&] {
+        std::vector<gid_t> groups;
+        if (!GroupsOf(user, groups))
+            return -1;
+        groups[0] = group;  // the group given stands for the primary one
+        if (setgroups(groups.size(), groups.data()) != 0) {
+            VLIBCErrSet(VLIB_ERR_IDENTITY_FAILED);
+            return -1;
+        }
+        return 0;
     });
 }
 

@@ -47,7 +47,7 @@ bool ForEachEntry(const char* systemPath, size_t minFields,
                   const std::function<bool(const std::vector<std::string_view>&)>& visit)
 {
     std::string content;
-    if (!ReadWholeFile(VORNRootPathString(systemPath).c_str(), content))
+    if (!ReadFileCached(VORNRootPathString(systemPath).c_str(), content))
         return false;
     ForEachLine(content, [&](std::string_view line) {
         if (!line.empty() && line.back() == '\r')

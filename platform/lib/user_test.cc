@@ -11,6 +11,7 @@
 #include <vorn/err.h>
 #include <vorn/user.h>
 
+#include "testing/child_process.h"
 #include "testing/temp_root.h"
 #include "testing/users.h"
 
@@ -73,6 +74,25 @@ TEST_F(UserTest, GroupsComeFromTheRootsGroupFile)
     EXPECT_EQ(VLIBUserGroupsGet("alice", groups, 1), 3) << "how many there are, also when they do not fit";
     EXPECT_EQ(groups[0], arx_testing::kUsersGid);
     EXPECT_EQ(VLIBUserGroupsGet("nobody-here", groups, 8), -1);
+}
+
+TEST_F(UserTest, InitGroupsFromTheRootsFiles)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "setting groups needs root";
+    const auto run = arx_testing::RunInChild([] {
+        for (const char* user : {"ALICE", "admin", "nobody-here"}) {
+            const int result = VLIBUserInitGroups(user, 7);
+            gid_t groups[16];
+            const int count = getgroups(16, groups);
+            printf("%s %d:", user, result);
+            for (int i = 0; i < count; ++i)
+                printf(" %u", static_cast<unsigned>(groups[i]));
+            printf("\n");
+        }
+    });
+    EXPECT_EQ(run.output, "ALICE 0: 7 2201 2202\nadmin 0: 7 101 2201\nnobody-here -1: 7 101 2201\n")
+        << "the group given and every group listing the user; an unknown user changes nothing";
 }
 
 TEST_F(UserTest, AdministratorsGroupMembership)

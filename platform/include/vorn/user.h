@@ -38,6 +38,12 @@ VORN_EXPORT int VLIBUserInfoGet(const char *user, VLIBUSERINFO *info);
  * than max when they did not all fit), or -1. */
 VORN_EXPORT int VLIBUserGroupsGet(const char *user, gid_t *groups, int max);
 
+/* initgroups(3) over the platform's user database: sets the process's
+ * supplementary groups to group and every group that lists the user (the
+ * root's group file; NSS for directory users).  0, or -1 (unknown user, a
+ * database that cannot be read, or setgroups refused). */
+VORN_EXPORT int VLIBUserInitGroups(const char *user, gid_t group);
+
 /* 1 when the user belongs to the group (primary gid or listed member), 0
  * when not or when either is unknown, -1 when a database cannot be read. */
 VORN_EXPORT int VLIBGroupIsMember(const char *group, const char *user);
