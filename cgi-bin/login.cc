@@ -16,6 +16,8 @@
 // State-changing requests of the session carry "token" as the header
 // X-VornToken (or the parameter VornToken).
 
+#include <stdlib.h>
+
 #include <string>
 
 #include <json/json.h>

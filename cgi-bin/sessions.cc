@@ -5,8 +5,10 @@
 //   POST sessions.cgi  action=logout_address&address=10.0.0.7
 //
 // The second form shows the session filter: the platform hands each
-// session to it as a json-c object.
+// session to it as a json-c object.  Only POST: a state-changing request
+// must carry the session token, which GET need not.
 
+#include <stdlib.h>
 #include <string.h>
 
 #include <string>
@@ -26,26 +28,40 @@ BOOL FromAddress(json_object* session, void* data)
            strcmp(json_object_get_string(address), static_cast<const char*>(data)) == 0;
 }
 
+// Does what the parameter "action" asks for and says how it went.
+void EndSessions(WebMan& web, Json::Value& reply)
+{
+    const std::string action = web.In("action", "");
+    int ended;
+    if (action == "logout_user")
+        ended = web.LogoutByUser(web.In("user", ""));
+    else if (action == "logout_address")
+        ended = web.RemoveSessionByFunc(FromAddress, const_cast<char*>(web.In("address", "")));
+    else
+        ended = -2;
+    reply["success"] = ended >= 0;
+    if (ended >= 0)
+        reply["ended"] = ended;
+    else
+        reply["error"] = ended == -2 ? "action" : "system_error";
+}
+
 }  // namespace
 
 int main()
 {
     WebMan web(true);
-    if (!web.IsAuthorized(nullptr, VORN_AUTH_ADMIN, CGI_POSITION_DESKTOP))
-        return 0;
-    const std::string action = web.In("action", "");
-    int ended = -1;
-    if (action == "logout_user")
-        ended = web.LogoutByUser(web.In("user", ""));
-    else if (action == "logout_address")
-        ended = web.RemoveSessionByFunc(FromAddress, const_cast<char*>(web.In("address", "")));
-
     Json::Value reply(Json::objectValue);
-    reply["success"] = ended >= 0;
-    if (ended >= 0)
-        reply["ended"] = ended;
-    else
-        reply["error"] = action == "logout_user" || action == "logout_address" ? "system_error" : "action";
+    const char* method = getenv("REQUEST_METHOD");
+    if (method == nullptr || strcmp(method, "POST") != 0) {
+        web.AddHeader("Status", "405 Method Not Allowed");
+        reply["success"] = false;
+        reply["error"] = "method";
+    } else if (!web.IsAuthorized(nullptr, VORN_AUTH_ADMIN, CGI_POSITION_DESKTOP)) {
+        return 0;
+    } else {
+        EndSessions(web, reply);
+    }
     web.AddHeader("Cache-control", "no-store");
     web.WriteHeader("application/json; charset=\"UTF-8\"");
     web.WriteBody(reply);

@@ -203,6 +203,12 @@ TEST_F(SessionE2eTest, ASessionEndedByAnAdministratorMustLogInAgain)
 {
     const Login alice = LogIn(Form("alice", kAlicePassword));
     const Login admin = LogIn(Form("admin", kAdminPassword));
+    // A state change by GET would need no token: refused.
+    EXPECT_EQ(Call("GET", "/webapi/sessions.cgi?action=logout_user&user=alice", admin.id).status, 405);
+    EXPECT_EQ(Call("GET", "/webapi/logout.cgi", admin.id).status, 405);
+    EXPECT_EQ(Whoami(alice.id).Header("x-request-error"), "");
+    EXPECT_EQ(Whoami(admin.id).Header("x-request-error"), "");
+
     const HttpResponse ended = Call("POST", "/webapi/sessions.cgi", admin.id, {"X-VornToken: " + admin.token}, "",
                                     "action=logout_user&user=alice");
     EXPECT_EQ(ParseJson(ended.body)["ended"], 1) << ended.body;
