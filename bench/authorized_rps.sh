@@ -6,7 +6,9 @@
 #
 # The libraries are installed stripped into a scratch prefix and the
 # programs built against it with pkg-config, as an outside program would
-# be.  wrk drives each target on loopback for SECONDS against a freshly
+# be.  All programs get the same run path to the prefix, so that the
+# loader's search of that directory (an appliance finds its libraries
+# through ld.so.cache instead) costs each of them alike.  wrk drives each target on loopback for SECONDS against a freshly
 # started server; ROUNDS rounds run the targets in turn.  The ratios are
 # the medians of the rounds' own ratios: neighbouring runs see the same
 # machine, so a busy moment does not count for one target only.
@@ -51,13 +53,14 @@ start_server() {
 cmake --install "$build" --prefix "$work/prefix" --strip > /dev/null
 libdir=$(dirname "$(find "$work/prefix" -name 'libarx.so.7' | head -n 1)")
 export PKG_CONFIG_PATH="$libdir/pkgconfig"
+run_path=(-Wl,--disable-new-dtags,-rpath,"$libdir")
 mkdir -p "$work/programs"
-cc -O2 -o "$work/programs/floor_c.cgi" "$source_dir/bench/floor_c.c"
+cc -O2 -o "$work/programs/floor_c.cgi" "$source_dir/bench/floor_c.c" "${run_path[@]}"
 c++ -O2 -std=c++17 -o "$work/programs/floor_cxx_jsoncpp.cgi" "$source_dir/bench/floor_cxx_jsoncpp.cc" \
-    $(pkg-config --cflags --libs jsoncpp)
+    $(pkg-config --cflags --libs jsoncpp) "${run_path[@]}"
 for program in whoami login; do
   c++ -O2 -std=c++17 -o "$work/programs/$program.cgi" "$source_dir/cgi-bin/$program.cc" \
-      $(pkg-config --cflags --libs arx) -Wl,--disable-new-dtags,-rpath,"$libdir"
+      $(pkg-config --cflags --libs arx) "${run_path[@]}"
 done
 
 # The demo appliance, serving these programs only.
