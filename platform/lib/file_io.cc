@@ -93,13 +93,12 @@ bool ReadFileCached(const char* path, std::string& content)
     static std::unordered_map<std::string, Cached> cache;
     constexpr size_t kMostFiles = 32;
 
+    // A file read before is checked with stat; the first read needs none.
+    const auto found = cache.find(path);
     struct stat st;
-    if (stat(path, &st) == 0) {
-        const auto found = cache.find(path);
-        if (found != cache.end() && SameVersion(found->second.version, st)) {
-            content = found->second.content;
-            return true;
-        }
+    if (found != cache.end() && stat(path, &st) == 0 && SameVersion(found->second.version, st)) {
+        content = found->second.content;
+        return true;
     }
     Cached read;
     if (!ReadWholeFile(path, read.content, &read.version))
