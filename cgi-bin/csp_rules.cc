@@ -105,9 +105,11 @@ int main()
 {
     WebMan web(true);
     web.AddSecurityHeaders(nullptr);
-    // Administrators only: the session and privilege check is the one call
-    // that belongs here, before anything is read or changed; it answers a
-    // refused request itself, with the security headers queued above.
+    // Administrators only, checked before anything is read or changed; a
+    // refused request is answered by the check, with the security headers
+    // queued above.
+    if (!web.IsAuthorized(nullptr, VORN_AUTH_ADMIN, CGI_POSITION_DESKTOP))
+        return 0;
     Json::Value reply = Answer(web.In());
     web.WriteHeader("application/json; charset=\"UTF-8\"");
     web.WriteBody(reply);

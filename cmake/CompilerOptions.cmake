@@ -31,10 +31,13 @@ function(arx_library_options target)
 endfunction()
 
 # Options for the shared libraries themselves: no undefined symbols left for
-# the program to supply, and only the libraries actually used recorded.
+# the program to supply, only the libraries actually used recorded, and a
+# library's calls to its own functions bound when it is linked rather than
+# looked up by the loader in every process (a CGI process pays for each
+# lookup; programs and tests still interpose between libraries).
 function(arx_shared_library_options target)
   if(NOT ARX_SANITIZE AND NOT ARX_FUZZ)
     target_link_options(${target} PRIVATE -Wl,--no-undefined)
   endif()
-  target_link_options(${target} PRIVATE -Wl,--as-needed -Wl,-O1)
+  target_link_options(${target} PRIVATE -Wl,--as-needed -Wl,-O1 -Wl,-Bsymbolic-functions)
 endfunction()

@@ -15,3 +15,11 @@ if(ARX_BUILD_TESTS)
   find_package(GTest REQUIRED)
   pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl)
 endif()
+
+# The platform loads libcrypt, libcrypto and libjson-c on first use and
+# links none of them.  Tests (signing tokens, reading session objects) and
+# the sample that filters sessions link them directly.
+if(ARX_BUILD_TESTS OR ARX_BUILD_CGI)
+  find_package(OpenSSL REQUIRED COMPONENTS Crypto)
+  pkg_check_modules(JSONC REQUIRED IMPORTED_TARGET json-c)
+endif()

@@ -36,15 +36,27 @@ for _ in $(seq 1 100); do
   sleep 0.05
 done
 
+secret=$(awk '$1 == "carol-otp-secret" { print $2 }' "$source_dir/demo/credentials.txt")
 cat <<TEXT
 
   The demo appliance is running:   http://127.0.0.1:$port/
   Its programs:                    http://127.0.0.1:$port/webapi/echo.cgi?message=hello
                                    http://127.0.0.1:$port/webapi/note.cgi?name=welcome
                                    http://127.0.0.1:$port/webapi/player.cgi  (a page with its own policy)
-  CSP rule configs (POST JSON):    curl -d '{"action": "list"}' http://127.0.0.1:$port/webapi/csp_rules.cgi
+                                   login.cgi, logout.cgi, whoami.cgi, sessions.cgi
+                                   csp_rules.cgi (administrators: list, save, delete CSP rule configs)
   Its root (VORN_ROOT):            $scratch/root
   Server log:                      $scratch/log/error.log
+
+  Accounts (user / password):
+TEXT
+awk '!/^#/ && NF >= 3 { printf "    %-8s %-16s %s", $1, $2, $3; for (i = 4; i <= NF; i++) printf " %s", $i; print "" }' \
+  "$source_dir/demo/credentials.txt"
+cat <<TEXT
+
+  carol's one-time-code secret:    $secret
+    add it to an authenticator app: otpauth://totp/Harbor:carol?secret=$secret&issuer=Harbor
+    or print the current code with: $source_dir/build/release/demo/otp-code $secret
 
   Press Ctrl-C to stop.
 TEXT

@@ -11,6 +11,7 @@ packages=(
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   libcurl4-openssl-dev curl              # end-to-end tests
   lighttpd imagemagick                   # the demo and end-to-end web server, image tool
+  wrk                                    # load generator of the benchmarks
 )
 
 missing=()

@@ -22,6 +22,18 @@ cp -a "$source_dir/demo/root/." "$scratch/root/"
 cp -a "$source_dir/demo/www/." "$scratch/www/"
 chmod 0755 "$scratch" "$scratch/root"
 
+# What a checkout does not keep: the modes and owners of private files.
+chmod 0600 "$scratch/root/etc/shadow"
+for dir in "$scratch/root/usr/vorn/etc/preference"/*/; do
+  user=$(basename "$dir")
+  chmod 0700 "$dir"
+  find "$dir" -type f -exec chmod 0600 {} +
+  if [ "$(id -u)" -eq 0 ]; then
+    ids=$(awk -F: -v u="$user" '$1 == u { print $3 ":" $4 }' "$scratch/root/etc/passwd")
+    if [ -n "$ids" ]; then chown -R "$ids" "$dir"; fi
+  fi
+done
+
 shopt -s nullglob
 for program in "$build"/cgi-bin/*.cgi; do
   ln -s "$program" "$scratch/www/webapi/$(basename "$program")"

@@ -88,6 +88,13 @@ ChildOptions PostRequest(const std::string& body, const std::string& contentType
     return options;
 }
 
+ChildOptions WithEnvironment(std::vector<std::pair<std::string, std::string>> env)
+{
+    ChildOptions options;
+    options.env = std::move(env);
+    return options;
+}
+
 ChildOptions GetRequest(const std::string& query)
 {
     ChildOptions options;

@@ -32,6 +32,9 @@ ChildOptions PostRequest(const std::string& body,
                          const std::string& contentType = "application/x-www-form-urlencoded",
                          const std::string& contentLength = "");
 
+// No request body, only these variables.
+ChildOptions WithEnvironment(std::vector<std::pair<std::string, std::string>> env);
+
 // A GET request with the query string.
 ChildOptions GetRequest(const std::string& query);
 

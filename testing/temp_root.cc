@@ -86,11 +86,14 @@ void TempRoot::WriteFile(const std::string& systemPath, const std::string& conte
     const size_t slash = systemPath.rfind('/');
     if (slash != std::string::npos && slash > 0)
         MakeDirs(systemPath.substr(0, slash));
+    // A new file replaces the old by rename, as the system's own writers
+    // do: readers that keep what they read per version of a file see it.
     const std::string path = Path(systemPath);
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    const std::string temporary = path + ".writing";
+    std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
     out << content;
     out.close();
-    if (!out || chmod(path.c_str(), mode) != 0)
+    if (!out || chmod(temporary.c_str(), mode) != 0 || rename(temporary.c_str(), path.c_str()) != 0)
         throw std::runtime_error("cannot write " + path);
 }
 

@@ -1,5 +1,103 @@
 "use strict";
 
+// The session token of the logged-in user: state-changing requests carry it.
+let token = "";
+
+const loginErrors = {
+  wrong_credentials: "Wrong user name or password.",
+  account_disabled: "This account is disabled.",
+  otp_required: "Enter the one-time code of your authenticator.",
+  otp_wrong: "The one-time code was wrong or used already.",
+  blocked: "Too many failed logins from this address: try again later.",
+  system_error: "The appliance could not log you in.",
+};
+
+const requestErrors = {
+  timeout: "Your session has timed out: log in again.",
+  relogin: "Your session was ended by an administrator: log in again.",
+  errorip: "Your session belongs to another address: log in again.",
+  unauth: "You are not logged in.",
+  noprivilege: "Only administrators may do this.",
+  system: "The appliance could not answer.",
+};
+
+function show(id, visible) {
+  document.getElementById(id).hidden = !visible;
+}
+
+function postForm(url, fields) {
+  return fetch(url, {
+    method: "POST",
+    headers: { "Content-Type": "application/x-www-form-urlencoded", "X-VornToken": token },
+    body: new URLSearchParams(fields).toString(),
+  });
+}
+
+// The reason a request was refused, from the header the library sets.
+function refusal(reply) {
+  const error = reply.headers.get("x-request-error");
+  return error ? requestErrors[error] || error : "";
+}
+
+async function showSession() {
+  const reply = await fetch("/webapi/whoami.cgi");
+  const why = refusal(reply);
+  show("login-section", why !== "");
+  show("session-section", why === "");
+  if (why !== "") {
+    show("admin-section", false);
+    return;
+  }
+  const who = await reply.json();
+  token = who.token;
+  document.getElementById("session-user").textContent = who.user;
+  const { token: _hidden, ...shown } = who;
+  document.getElementById("whoami-reply").textContent = JSON.stringify(shown, null, 2);
+  show("admin-section", who.is_admin);
+}
+
+async function logIn(event) {
+  event.preventDefault();
+  const form = new FormData(event.target);
+  const fields = { user: form.get("user"), password: form.get("password") };
+  if (!document.getElementById("otp-field").hidden)
+    fields.otp_code = form.get("otp_code");
+  const reply = await (await postForm("/webapi/login.cgi", fields)).json();
+  const message = document.getElementById("login-message");
+  if (reply.success) {
+    message.textContent = "";
+    show("otp-field", false);
+    event.target.reset();
+    await showSession();
+    return;
+  }
+  if (reply.error === "otp_required" || reply.error === "otp_wrong")
+    show("otp-field", true);
+  message.textContent = loginErrors[reply.error] || reply.error;
+}
+
+async function logOut() {
+  await postForm("/webapi/logout.cgi", {});
+  token = "";
+  document.getElementById("login-message").textContent = "Logged out.";
+  await showSession();
+}
+
+async function endSessions(event) {
+  event.preventDefault();
+  const user = new FormData(event.target).get("user");
+  const reply = await postForm("/webapi/sessions.cgi", { action: "logout_user", user });
+  const message = document.getElementById("admin-message");
+  const why = refusal(reply);
+  if (why !== "") {
+    message.textContent = why;
+    return;
+  }
+  const result = await reply.json();
+  message.textContent = result.success ? `Ended ${result.ended} session(s) of ${user}.` : "Failed.";
+  await showSession();
+}
+
 async function showNote() {
   const reply = await fetch("/webapi/note.cgi?name=welcome");
   const note = document.getElementById("note");
@@ -22,5 +120,10 @@ async function sendEcho(event) {
   document.getElementById("echo-reply").textContent = await reply.text();
 }
 
+document.getElementById("login-form").addEventListener("submit", logIn);
+document.getElementById("logout-button").addEventListener("click", logOut);
+document.getElementById("refresh-button").addEventListener("click", showSession);
+document.getElementById("end-sessions-form").addEventListener("submit", endSessions);
 document.getElementById("echo-form").addEventListener("submit", sendEcho);
 showNote();
+showSession();

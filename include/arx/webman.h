@@ -11,6 +11,14 @@
 //   Json::Value* json = web.In();                // or the JSON body
 //   web.WriteHeader("application/json; charset=\"UTF-8\"");
 //   web.WriteBody(reply);
+//
+// A program that needs a logged-in user checks the session first; on
+// failure the answer (an error document the UI understands) is written
+// already:
+//
+//   if (!web.IsAuthorized(NULL, VORN_AUTH_USER, CGI_POSITION_DESKTOP))
+//       return 0;
+//   if (web.setEUGID() != 0) ...   // act as the session's user
 #ifndef ARX_WEBMAN_H
 #define ARX_WEBMAN_H
 
@@ -18,6 +26,7 @@
 
 #include <json/value.h>
 #include <vorn/cgi.h>
+#include <vorn/session.h>
 
 #include <arx/export.h>
 
@@ -80,6 +89,96 @@ public:
     // The whole file as a NUL-terminated malloc'ed buffer the caller frees,
     // or NULL when it cannot be read or is larger than maxSize bytes.
     char* szReadFile(const char* path, int maxSize);
+
+    // ---- Sessions and login ------------------------------------------
+    // The login operations return the platform's result (VORN_LOGIN_...:
+    // 1 success, 0 wrong user or password, -2 account disabled, -3 a
+    // one-time code is needed, -4 client blocked, -1 system error).  On
+    // success the session cookie is queued and the login user name is the
+    // params' user name.
+    int Login(_tag_login_params* params);
+    int LoginWithOTPAuth(_tag_login_params* params, const char* otpCode);
+    int LoginWithAzureSSOAuth(_tag_login_params* params, const char* token, bool flag);
+    int LoginWithOIDCSSOAuth(_tag_login_params* params, const char* token, bool flag);
+    // A session without credentials; the login user name is not set.
+    int LoginNoAuth(_tag_login_params* params);
+    // Checks the credentials (text: a one-time code or NULL) without
+    // creating a session.
+    int LoginTest(_tag_login_params* params, const char* text);
+
+    // Ends the request's session; true when there was one.
+    bool Logout();
+    // Ends every session of user: their holders are told to log in again.
+    // The number ended, or -1.
+    int LogoutByUser(const char* user);
+    // Ends the sessions whose attribute equals value; true when any.
+    bool RemoveSessionByIndex(CURRENT_USER_INDEX index, const char* value);
+    // Ends the sessions for which filter returns true; the number, or -1.
+    int RemoveSessionByFunc(VornCgiSessionFilter filter, void* data);
+
+    // Whether the session check skips comparing the client address.
+    void SetSkipCheckIP(bool skip);
+
+    // The session id (the cookie "id"), or NULL.
+    const char* GetSessionID();
+    int GetSessionFilePath(char* buffer, int size);
+    // The session's file and the store's lock file once a login or the
+    // authorization check found the session; NULL before.
+    const char* GetSessionFilePath();
+    const char* GetLockFile();
+    // The UI language code ("enu", "ger", ...).
+    const char* GetUILanguage();
+    std::string GetLoginUserName() const;
+
+    const char* GetCookie(const char* name, const char* defaultValue);
+    // Queues Set-Cookie: name=value with path (NULL: "/").
+    bool AddCookieToHeader(const char* path, const char* name, const char* value);
+    // Reads the request's cookies again.
+    int UpdateCookiesHash();
+
+    // Whether state-changing requests must carry the session token, and
+    // the token ("" without a session).
+    bool IsTokenEnable();
+    std::string GetVornToken(bool reload);
+
+    // ---- Identity ----------------------------------------------------
+    bool IsAdmin() const;
+    // The user's (a group's) preference directory, "/tmp" when there is none.
+    std::string GetPreferenceDir();
+    std::string GetGroupPreferenceDir(const char* group);
+
+    // The effective uid (gid) of user's session; administrators act as
+    // uid 0.  0, or -1.
+    int SetEUid(const char* sid, const char* user);
+    int SetEGid(const char* sid, const char* user);
+    // Switches the effective identity to the login user's: supplementary
+    // groups, then the gid, then the uid.  0, or -1 with the identity as it
+    // was.
+    int setEUGID();
+    // The same with the platform's permanent setters (real, effective and
+    // saved ids); administrators keep their own uid here.
+    int setUGID();
+
+    // Describes the client's browser; 0, or -1.
+    int GetBrowserInfo(_tag_vorn_browser_info_* info);
+    // The style that old Internet Explorer versions need for PNG images.
+    std::string GetIEPNGFixStyle();
+
+    // ---- Authorization -----------------------------------------------
+    // The platform's check of the request's session (a "_sid" parameter
+    // takes the place of the cookies): 1 authorized, less than 1 not
+    // (VORN_AUTH_...).  Fills the login user name.
+    int CheckAuthorized(int level, _tag_cgi_position position, bool flag);
+    // CheckAuthorized; on failure redirects to redirectTarget, or (NULL)
+    // writes the error reply with the header "x-request-error".  false
+    // then: the response is written.
+    bool IsAuthorized(const char* redirectTarget, int level, _tag_cgi_position position);
+    // A file-sharing request: the sharing id (header X-Vorn-Sharing or
+    // parameter "_sharing_id") and the cookie "sharing_sid"; true when both
+    // are there.
+    bool IsSharingRequest(std::string& sharingId, std::string& sharingSid);
+    // Queues an absolute "Location" for path on this host.
+    bool AddRedirectHeader(const char* path);
 
 private:
     bool loaded_;

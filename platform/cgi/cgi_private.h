@@ -2,6 +2,8 @@
 #ifndef VORN_PLATFORM_CGI_PRIVATE_H
 #define VORN_PLATFORM_CGI_PRIVATE_H
 
+#include <deque>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -10,6 +12,8 @@
 #include <vorn/cgi.h>
 
 #include "param_list.h"
+#include "session_settings.h"
+#include "session_store.h"
 
 struct VornCgiPrivate {
     std::string base;  // the module's UI directory given to VornCgiInit
@@ -27,6 +31,22 @@ struct VornCgiPrivate {
 
     std::vector<std::pair<std::string, std::string>> headers;  // in queue order
     bool headersPrinted = false;
+
+    // Sessions.
+    std::optional<vorn::SessionSettings> settings;  // read on first need
+    std::string loginSessionId;  // the session a login of this process made
+    std::string resolvedId;      // the id the session below was looked up for
+    bool resolved = false;
+    bool sessionLive = false;
+    vorn::Session session;
+    std::string ssoUser;         // the user a single sign-on token named
+    std::string language;        // VornCgiGetLang's answer once known
+
+    // UI texts: sections in load order, each key -> text.
+    std::vector<std::pair<std::string, std::unordered_map<std::string, std::string>>> texts;
+
+    // Texts handed out as const char* that live as long as the record.
+    std::deque<std::string> keptTexts;
 };
 
 namespace vorn {

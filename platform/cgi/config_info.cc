@@ -10,10 +10,11 @@
 
 #include "cgi_private.h"
 #include "lib/no_throw.h"
+#include "system_config.h"
 
 namespace {
 
-using ValueMap = std::unordered_map<std::string, std::string>;
+using ValueMap = vorn::ConfigValues;
 
 void StoreValue(const char* key, const char* value, void* context)
 {
@@ -39,6 +40,21 @@ const char* Find(const ValueMap& values, const char* key, const char* defaultVal
 
 }  // namespace
 
+namespace vorn {
+
+void LoadSystemConfiguration(ConfigValues& current, ConfigValues& defaults)
+{
+    defaults.clear();
+    Load(VORN_INFO_DEFAULTS_FILE, defaults);
+    ValueMap values;
+    Load(VORN_INFO_FILE, values);
+    current = defaults;
+    for (auto& [key, value] : values)
+        current[key] = std::move(value);
+}
+
+}  // namespace vorn
+
 extern "C" int VornCgiLoadInfo(VornCgi* cgi)
 {
     VornCgiPrivate* priv = vorn::PrivateOf(cgi);
@@ -47,13 +63,7 @@ extern "C" int VornCgiLoadInfo(VornCgi* cgi)
         return -1;
     }
     return vorn::NoThrow(-1, [&] {
-        priv->defaultValues.clear();
-        Load(VORN_INFO_DEFAULTS_FILE, priv->defaultValues);
-        ValueMap current;
-        Load(VORN_INFO_FILE, current);
-        priv->infoValues = priv->defaultValues;
-        for (auto& [key, value] : current)
-            priv->infoValues[key] = std::move(value);
+        vorn::LoadSystemConfiguration(priv->infoValues, priv->defaultValues);
         return 0;
     });
 }

@@ -1,8 +1,11 @@
 #include "file_io.h"
 
+#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <stdlib.h>
+
+#include <unordered_map>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -39,13 +42,15 @@ void SyncDirectoryOf(const std::string& path)
 
 }  // namespace
 
-bool ReadWholeFile(const char* path, std::string& content)
+bool ReadWholeFile(const char* path, std::string& content, struct stat* info)
 {
     const int fd = open(path, O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         return false;
     struct stat st;
     const int error = fstat(fd, &st) != 0 ? errno : !S_ISREG(st.st_mode) ? EINVAL : 0;
+    if (info != nullptr)
+        *info = st;
     if (error != 0) {
         close(fd);
         errno = error;
@@ -69,6 +74,39 @@ bool ReadWholeFile(const char* path, std::string& content)
         content.append(buffer, static_cast<size_t>(got));
     }
     close(fd);
+    return true;
+}
+
+bool SameVersion(const struct stat& a, const struct stat& b)
+{
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
+           a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec &&
+           a.st_ctim.tv_sec == b.st_ctim.tv_sec && a.st_ctim.tv_nsec == b.st_ctim.tv_nsec;
+}
+
+bool ReadFileCached(const char* path, std::string& content)
+{
+    struct Cached {
+        struct stat version;
+        std::string content;
+    };
+    static std::unordered_map<std::string, Cached> cache;
+    constexpr size_t kMostFiles = 32;
+
+    // A file read before is checked with stat; the first read needs none.
+    const auto found = cache.find(path);
+    struct stat st;
+    if (found != cache.end() && stat(path, &st) == 0 && SameVersion(found->second.version, st)) {
+        content = found->second.content;
+        return true;
+    }
+    Cached read;
+    if (!ReadWholeFile(path, read.content, &read.version))
+        return false;
+    content = read.content;
+    if (cache.size() >= kMostFiles)
+        cache.clear();
+    cache[path] = std::move(read);
     return true;
 }
 
@@ -99,6 +137,40 @@ bool WriteFileAtomically(const std::string& path, std::string_view content, mode
         return false;
     }
     SyncDirectoryOf(path);
+    return true;
+}
+
+bool MakeDirectories(const std::string& path, mode_t mode)
+{
+    struct stat st;
+    if (stat(path.c_str(), &st) == 0)
+        return S_ISDIR(st.st_mode);
+    const size_t slash = path.find_last_of('/');
+    if (slash != std::string::npos && slash > 0 && !MakeDirectories(path.substr(0, slash), mode))
+        return false;
+    return mkdir(path.c_str(), mode) == 0 || (errno == EEXIST && stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode));
+}
+
+bool MakePrivateDirectory(const std::string& path)
+{
+    const size_t slash = path.find_last_of('/');
+    if (slash != std::string::npos && slash > 0 && !MakeDirectories(path.substr(0, slash), 0755))
+        return false;
+    return MakeDirectories(path, 0700);
+}
+
+bool ListDirectory(const std::string& path, std::vector<std::string>& names)
+{
+    DIR* dir = opendir(path.c_str());
+    if (dir == nullptr)
+        return false;
+    names.clear();
+    while (const dirent* entry = readdir(dir)) {
+        const std::string name = entry->d_name;
+        if (name != "." && name != "..")
+            names.push_back(name);
+    }
+    closedir(dir);
     return true;
 }
 

@@ -18,6 +18,7 @@
 
 #include "file_io.h"
 #include "keyvalue_format.h"
+#include "lock_file.h"
 #include "no_throw.h"
 #include "text_format.h"
 
@@ -29,7 +30,7 @@ constexpr mode_t kNewFileMode = 0644;
 int LookUp(const char* file, const char* key, std::string& value)
 {
     std::string content;
-    if (!vorn::ReadWholeFile(file, content)) {
+    if (!vorn::ReadFileCached(file, content)) {
         VLIBCErrSet(VLIB_ERR_OPEN_FAILED);
         return -1;
     }
@@ -48,28 +49,6 @@ int CopyOut(const std::string& value, char* buffer, int size)
     return static_cast<int>(length);
 }
 
-class LockFileGuard {
-public:
-    explicit LockFileGuard(const std::string& lockPath)
-        : fd_(open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kNewFileMode))
-    {
-        if (fd_ >= 0 && flock(fd_, LOCK_EX) != 0) {
-            close(fd_);
-            fd_ = -1;
-        }
-    }
-    ~LockFileGuard()
-    {
-        if (fd_ >= 0)
-            close(fd_);  // closing the descriptor releases the flock
-    }
-    LockFileGuard(const LockFileGuard&) = delete;
-    LockFileGuard& operator=(const LockFileGuard&) = delete;
-    bool locked() const { return fd_ >= 0; }
-
-private:
-    int fd_;
-};
 
 }  // namespace
 
@@ -108,7 +87,7 @@ extern "C" int VLIBCFileSetKeyValue(const char* file, const char* key, const cha
         return -1;
     }
     const std::string path(file);
-    LockFileGuard lock(path + ".lock");
+    vorn::LockFileGuard lock(path + ".lock", kNewFileMode);
     if (!lock.locked()) {
         VLIBCLog(LOG_ERR, "keyvalue_file:%d cannot lock %s.lock: %m", __LINE__, file);
         VLIBCErrSet(VLIB_ERR_LOCK_FAILED);
@@ -136,7 +115,7 @@ extern "C" int VLIBCFileEnumKeyValue(const char* file, VLIBCKeyValueVisitor visi
     }
     return vorn::NoThrow(-1, [&] {
         std::string content;
-        if (!vorn::ReadWholeFile(file, content)) {
+        if (!vorn::ReadFileCached(file, content)) {
             VLIBCErrSet(VLIB_ERR_OPEN_FAILED);
             return -1;
         }

@@ -9,6 +9,7 @@
 #include <vorn/file.h>
 
 #include "file_io.h"
+#include "no_throw.h"
 #include "section_format.h"
 
 namespace {
@@ -44,4 +45,23 @@ extern "C" int VLIBCFileGetSectionValue(const char* file, const char* section, c
     memcpy(buffer, value.data(), length);
     buffer[length] = '\0';
     return static_cast<int>(length);
+}
+
+extern "C" int VLIBCFileEnumSection(const char* file, const char* section, VLIBCKeyValueVisitor visit,
+                                    void* context)
+{
+    if (file == nullptr || section == nullptr || visit == nullptr) {
+        VLIBCErrSet(VLIB_ERR_BAD_PARAMETERS);
+        return -1;
+    }
+    return vorn::NoThrow(-1, [&] {
+        std::string content;
+        if (!vorn::ReadWholeFile(file, content)) {
+            VLIBCErrSet(VLIB_ERR_OPEN_FAILED);
+            return -1;
+        }
+        return vorn::ForEachSectionKey(content, section, [&](std::string_view key, std::string_view value) {
+            visit(std::string(key).c_str(), std::string(value).c_str(), context);
+        });
+    });
 }

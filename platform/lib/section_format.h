@@ -11,6 +11,8 @@
 
 #include <string_view>
 
+#include "text_format.h"
+
 namespace vorn {
 
 enum class SectionLineKind { kOther, kSection, kKey };
@@ -29,6 +31,45 @@ enum class SectionLookup { kFound, kNoSection, kNoKey };
 // Finds key in the last occurrence of [section].
 SectionLookup FindSectionValue(std::string_view content, std::string_view section,
                                std::string_view key, std::string_view& value);
+
+// Calls visit(key, value) for every key of the last occurrence of
+// [section], in file order; returns how many keys were visited.
+template <typename Visit>
+int ForEachSectionKey(std::string_view content, std::string_view section, Visit visit);
+
+}  // namespace vorn
+
+namespace vorn {
+
+template <typename Visit>
+int ForEachSectionKey(std::string_view content, std::string_view section, Visit visit)
+{
+    // Where the last header of the section starts: a section named again
+    // starts over.
+    size_t start = std::string_view::npos;
+    size_t offset = 0;
+    ForEachLine(content, [&](std::string_view line) {
+        const SectionLine parsed = ParseSectionLine(line);
+        if (parsed.kind == SectionLineKind::kSection && parsed.section == section)
+            start = offset + line.size();
+        offset += line.size() + 1;
+        return true;
+    });
+    if (start == std::string_view::npos)
+        return 0;
+    int visited = 0;
+    ForEachLine(content.substr(start < content.size() ? start : content.size()), [&](std::string_view line) {
+        const SectionLine parsed = ParseSectionLine(line);
+        if (parsed.kind == SectionLineKind::kSection)
+            return false;
+        if (parsed.kind == SectionLineKind::kKey) {
+            visit(parsed.key, parsed.value);
+            ++visited;
+        }
+        return true;
+    });
+    return visited;
+}
 
 }  // namespace vorn
 

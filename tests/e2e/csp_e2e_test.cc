@@ -10,6 +10,7 @@
 #include <json/json.h>
 
 #include "appliance.h"
+#include "demo_session.h"
 #include "http_client.h"
 
 namespace arx_e2e {
@@ -45,9 +46,15 @@ Json::Value ParseJson(const std::string& text)
 
 class CspTest : public ::testing::Test {
 protected:
+    // csp_rules.cgi is for administrators: the requests carry an
+    // administrator's session.
     HttpResponse Rules(const std::string& body)
     {
-        return Post(appliance_.Url("/webapi/csp_rules.cgi"), "application/json", body);
+        if (admin_.id.empty())
+            admin_ = LogInAs(appliance_, "admin", "harbor-admin");
+        std::vector<std::string> headers = admin_.Headers();
+        headers.push_back("Content-Type: application/json");
+        return Send({"POST", appliance_.Url("/webapi/csp_rules.cgi"), body, headers, ""});
     }
     std::string EchoPolicy() { return Get(appliance_.Url("/webapi/echo.cgi")).Header("Content-Security-Policy"); }
     void Configure(const std::string& line)
@@ -56,7 +63,26 @@ protected:
     }
 
     Appliance appliance_;
+    DemoSession admin_;
 };
+
+TEST_F(CspTest, RuleConfigsAreForAdministratorsOnly)
+{
+    const std::string list = R"({"action": "list"})";
+    const std::string url = appliance_.Url("/webapi/csp_rules.cgi");
+    const HttpResponse anonymous = Post(url, "application/json", list);
+    EXPECT_EQ(anonymous.Header("x-request-error"), "unauth");
+    EXPECT_EQ(anonymous.HeaderCount("Content-Security-Policy"), 1u) << "a refusal carries the headers too";
+
+    const DemoSession alice = LogInAs(appliance_, "alice", "harbor-alice");
+    ASSERT_FALSE(alice.id.empty());
+    std::vector<std::string> headers = alice.Headers();
+    headers.push_back("Content-Type: application/json");
+    const HttpResponse ordinary = Send({"POST", url, list, headers, ""});
+    EXPECT_EQ(ordinary.Header("x-request-error"), "noprivilege");
+    EXPECT_EQ(ParseJson(ordinary.body)["success"], false);
+    EXPECT_FALSE(ParseJson(ordinary.body).isMember("configs"));
+}
 
 TEST_F(CspTest, EverySampleProgramCarriesTheSecurityHeaders)
 {
@@ -64,6 +90,8 @@ TEST_F(CspTest, EverySampleProgramCarriesTheSecurityHeaders)
         Get(appliance_.Url("/webapi/echo.cgi?message=hi")),
         Get(appliance_.Url("/webapi/note.cgi?name=welcome")),
         Rules(R"({"action": "list"})"),
+        Post(appliance_.Url("/webapi/login.cgi"), "application/x-www-form-urlencoded", "user=alice&password=x"),
+        Get(appliance_.Url("/webapi/whoami.cgi")),  // refused: no session
     };
     for (const HttpResponse& response : responses) {
         EXPECT_EQ(response.status, 200);
@@ -110,7 +138,7 @@ TEST_F(CspTest, ReferrerOnTheAllowListMayFrameThePage)
     };
     for (const Row& row : rows) {
         const HttpResponse response =
-            Send({"GET", appliance_.Url("/webapi/echo.cgi"), "", {std::string("Referer: ") + row.referrer}});
+            Send({"GET", appliance_.Url("/webapi/echo.cgi"), "", {std::string("Referer: ") + row.referrer}, ""});
         EXPECT_EQ(response.HeaderCount("X-Frame-Options"), row.frameOptions) << row.referrer;
         EXPECT_EQ(response.Header("Content-Security-Policy"), kSystemPolicy) << row.referrer;
     }

@@ -50,6 +50,31 @@ size_t HttpResponse::HeaderCount(const std::string& name) const
     return count;
 }
 
+namespace {
+
+// The Set-Cookie header of the cookie name, or "".
+std::string SetCookieHeader(const HttpResponse& response, const std::string& name)
+{
+    for (const auto& [key, value] : response.headers) {
+        if (strcasecmp(key.c_str(), "Set-Cookie") == 0 && value.compare(0, name.size() + 1, name + "=") == 0)
+            return value;
+    }
+    return "";
+}
+
+}  // namespace
+
+std::string SetCookieValue(const HttpResponse& response, const std::string& name)
+{
+    const std::string header = SetCookieHeader(response, name);
+    return header.empty() ? "" : header.substr(name.size() + 1, header.find(';') - name.size() - 1);
+}
+
+bool SetCookieHas(const HttpResponse& response, const std::string& name, const std::string& attribute)
+{
+    return SetCookieHeader(response, name).find("; " + attribute) != std::string::npos;
+}
+
 HttpResponse Send(const HttpRequest& request)
 {
     CURL* curl = curl_easy_init();
@@ -66,6 +91,8 @@ HttpResponse Send(const HttpRequest& request)
         curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE, static_cast<long>(request.body.size()));
     }
     curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers);
+    if (!request.localAddress.empty())
+        curl_easy_setopt(curl, CURLOPT_INTERFACE, ("host!" + request.localAddress).c_str());
     curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, AppendBody);
     curl_easy_setopt(curl, CURLOPT_WRITEDATA, &response.body);
     curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, AppendHeader);

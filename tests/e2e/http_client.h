@@ -24,19 +24,35 @@ struct HttpRequest {
     std::string url;
     std::string body;
     std::vector<std::string> headers;  // "Name: value"
+    std::string localAddress;          // the client's address (e.g. "127.0.0.2"); "" for any
 };
 
 HttpResponse Send(const HttpRequest& request);
 
-inline HttpResponse Get(const std::string& url)
+inline HttpResponse Get(const std::string& url, std::vector<std::string> headers = {})
 {
-    return Send({"GET", url, "", {}});
+    HttpRequest request;
+    request.url = url;
+    request.headers = std::move(headers);
+    return Send(request);
 }
 
-inline HttpResponse Post(const std::string& url, const std::string& contentType, const std::string& body)
+inline HttpResponse Post(const std::string& url, const std::string& contentType, const std::string& body,
+                         std::vector<std::string> headers = {})
 {
-    return Send({"POST", url, body, {"Content-Type: " + contentType}});
+    HttpRequest request;
+    request.method = "POST";
+    request.url = url;
+    request.body = body;
+    request.headers = std::move(headers);
+    request.headers.push_back("Content-Type: " + contentType);
+    return Send(request);
 }
+
+// The value of the cookie a response sets ("" when it sets none), and
+// whether it is set with an attribute ("HttpOnly", "Max-Age=0", ...).
+std::string SetCookieValue(const HttpResponse& response, const std::string& name);
+bool SetCookieHas(const HttpResponse& response, const std::string& name, const std::string& attribute);
 
 }  // namespace arx_e2e
 

@@ -24,6 +24,21 @@ typedef struct _tag_vorn_cgi {
     VornCgiPrivate *priv; /* parameters, cookies, queued headers */
 } VornCgi;
 
+/* The client's browser, as the request context describes it. */
+typedef struct _tag_vorn_browser_info_ {
+    int type;            /* VORN_BROWSER_... */
+    char szVersion[32];  /* digits and dots (Edge: the text after its marker) */
+} VORN_BROWSER_INFO;
+
+#define VORN_BROWSER_IE       1
+#define VORN_BROWSER_FIREFOX  2
+#define VORN_BROWSER_SAFARI   3
+#define VORN_BROWSER_CHROME   4
+#define VORN_BROWSER_FACEBOOK 5  /* the link-preview crawler */
+#define VORN_BROWSER_EDGE     6
+#define VORN_BROWSER_OTHER    7
+#define VORN_BROWSER_NONE     8  /* no User-Agent header */
+
 VORN_BEGIN_DECLS
 
 /* Sets the record up for this request.  base: the directory of the calling
@@ -109,6 +124,27 @@ VORN_EXPORT const char *VornCgiGetInfo(VornCgi *cgi, const char *key, const char
 
 /* The factory default of key, or defaultValue. */
 VORN_EXPORT const char *VornCgiGetDef(VornCgi *cgi, const char *key, const char *defaultValue);
+
+/* 1 when the request is a POST with a multipart/form-data body (an
+ * upload), else 0. */
+VORN_EXPORT int VornCgiIsUploadRequest(void);
+
+/* UI texts.  Loads the named sections (up to six, then NULL) of
+ * BASE/texts/LANG/strings into the record, LANG being VornCgiGetLang's, with
+ * every key that LANG lacks taken from "enu".  BASE is the directory given
+ * to VornCgiInit, or the root's /usr/vorn/vornman/webman when that was
+ * empty.  0, or -1 when neither file can be read. */
+VORN_EXPORT int VornCgiLoadText(VornCgi *cgi, const char *section, ...);
+
+/* The text of key ("key": the first loaded section that has it, in load
+ * order; "section:key": that section), or defaultValue.  The text belongs
+ * to the record. */
+VORN_EXPORT const char *VornCgiGetText(VornCgi *cgi, const char *key, const char *defaultValue);
+
+/* The same text escaped for a script string literal: backslash, both
+ * quotes, '<', '>', '&', CR, LF, U+2028 and U+2029 as \uXXXX.  The
+ * default is escaped too. */
+VORN_EXPORT const char *VornCgiGetEncodeText(VornCgi *cgi, const char *key, const char *defaultValue);
 
 /* Percent-encodes text into out: RFC 3986 unreserved characters are kept,
  * every other byte becomes %HH in upper case.  size is the room for encoded

@@ -63,6 +63,13 @@ VORN_EXPORT int VLIBCFileEnumKeyValue(const char *file, VLIBCKeyValueVisitor vis
 VORN_EXPORT int VLIBCFileGetSectionValue(const char *file, const char *section,
                                          const char *key, char *buffer, int size);
 
+/* Calls visit(key, value, context) for every key of the last occurrence of
+ * [section] in an INI file, in file order (a later key of the same name
+ * wins).  Returns the number of keys visited (0 when the section is
+ * missing), or -1 when the file cannot be read or an argument is bad. */
+VORN_EXPORT int VLIBCFileEnumSection(const char *file, const char *section,
+                                     VLIBCKeyValueVisitor visit, void *context);
+
 VORN_END_DECLS
 
 #endif

@@ -8,5 +8,7 @@
 #include <vorn/fs.h>
 #include <vorn/log.h>
 #include <vorn/root.h>
+#include <vorn/session.h>
+#include <vorn/user.h>
 
 #endif

@@ -1,0 +1,35 @@
+// Single sign-on tokens: JWTs signed with RS256 or ES256 by an identity
+// provider configured in the root's /usr/vorn/etc/sso/, one JSON file per
+// provider:
+//
+//   {"type": "oidc", "issuer": "https://id.example.com", "audience": "nas",
+//    "key_file": "example.pem", "user_claim": "preferred_username"}
+//
+// "type" is "oidc" or "azure"; "key_file" is a PEM public key, relative to
+// the sso directory or an absolute system path; "user_claim" names the
+// user ("preferred_username" for oidc, "upn" for azure when left out).  The
+// signature is checked with libcrypto (loaded on first use); then expiry,
+// not-before (60 s of clock skew either way), issuer and audience.
+#ifndef VORN_PLATFORM_SSO_TOKEN_H
+#define VORN_PLATFORM_SSO_TOKEN_H
+
+#include <string>
+#include <string_view>
+
+namespace vorn {
+
+enum class SsoKind { kAzure, kOidc };
+
+enum class SsoCheck { kAccepted, kRefused, kError };
+
+// On kAccepted, user holds the claim's value.  A refusal is logged with its
+// reason; kError means libcrypto is missing.
+SsoCheck CheckSsoToken(std::string_view token, SsoKind kind, long long now, std::string& user);
+
+// The DER form (ASN.1 SEQUENCE of two INTEGERs) of a JWT's raw ECDSA
+// signature r || s; "" when raw is not two halves of at most 66 bytes.
+std::string EcdsaRawToDer(std::string_view raw);
+
+}  // namespace vorn
+
+#endif
