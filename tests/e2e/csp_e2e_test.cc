@@ -35,14 +35,6 @@ constexpr char kPlayerPolicy[] =
     "img-src 'self' data: https://tiles.example.net *.photos-cdn.example.net *; "
     "media-src 'self' https://cdn.example.org blob:; object-src 'none'; script-src 'self'; style-src 'self'; ";
 
-Json::Value ParseJson(const std::string& text)
-{
-    Json::Value value;
-    Json::CharReaderBuilder builder;
-    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    EXPECT_TRUE(reader->parse(text.data(), text.data() + text.size(), &value, nullptr)) << text;
-    return value;
-}
 
 class CspTest : public ::testing::Test {
 protected:

@@ -1,9 +1,5 @@
 #include "demo_session.h"
 
-#include <memory>
-
-#include <json/json.h>
-
 #include "http_client.h"
 
 namespace arx_e2e {
@@ -12,10 +8,7 @@ DemoSession LogInAs(const Appliance& appliance, const std::string& user, const s
 {
     const HttpResponse response = Post(appliance.Url("/webapi/login.cgi"), "application/x-www-form-urlencoded",
                                        "user=" + user + "&password=" + password);
-    Json::Value reply;
-    Json::CharReaderBuilder builder;
-    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    reader->parse(response.body.data(), response.body.data() + response.body.size(), &reply, nullptr);
+    const Json::Value reply = ParseJson(response.body);
     DemoSession session;
     session.id = SetCookieValue(response, "id");
     session.token = reply["token"].asString();

@@ -14,15 +14,6 @@
 namespace arx_e2e {
 namespace {
 
-Json::Value ParseJson(const std::string& text)
-{
-    Json::Value value;
-    Json::CharReaderBuilder builder;
-    std::string errors;
-    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    EXPECT_TRUE(reader->parse(text.data(), text.data() + text.size(), &value, &errors)) << text;
-    return value;
-}
 
 class EchoTest : public ::testing::Test {
 protected:

@@ -2,9 +2,12 @@
 
 #include <strings.h>
 
+#include <memory>
 #include <stdexcept>
 
 #include <curl/curl.h>
+#include <gtest/gtest.h>
+#include <json/reader.h>
 
 namespace arx_e2e {
 
@@ -73,6 +76,18 @@ std::string SetCookieValue(const HttpResponse& response, const std::string& name
 bool SetCookieHas(const HttpResponse& response, const std::string& name, const std::string& attribute)
 {
     return SetCookieHeader(response, name).find("; " + attribute) != std::string::npos;
+}
+
+Json::Value ParseJson(const std::string& text)
+{
+    Json::Value value;
+    Json::CharReaderBuilder builder;
+    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    if (!reader->parse(text.data(), text.data() + text.size(), &value, nullptr)) {
+        ADD_FAILURE() << "not JSON: " << text;
+        return Json::Value();
+    }
+    return value;
 }
 
 HttpResponse Send(const HttpRequest& request)

@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include <json/value.h>
+
 namespace arx_e2e {
 
 struct HttpResponse {
@@ -28,6 +30,9 @@ struct HttpRequest {
 };
 
 HttpResponse Send(const HttpRequest& request);
+
+// A JSON reply body; a test failure (and a null value) when it is not JSON.
+Json::Value ParseJson(const std::string& text);
 
 inline HttpResponse Get(const std::string& url, std::vector<std::string> headers = {})
 {

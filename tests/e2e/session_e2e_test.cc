@@ -27,15 +27,6 @@ constexpr char kCarolPassword[] = "harbor-carol";
 constexpr uid_t kAliceUid = 1002;
 constexpr gid_t kUsersGid = 100;
 
-Json::Value ParseJson(const std::string& text)
-{
-    Json::Value value;
-    Json::CharReaderBuilder builder;
-    std::string errors;
-    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    EXPECT_TRUE(reader->parse(text.data(), text.data() + text.size(), &value, &errors)) << text;
-    return value;
-}
 
 std::string Form(const std::string& user, const std::string& password, const std::string& code = "")
 {
