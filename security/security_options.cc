@@ -15,7 +15,9 @@
 #include <vorn/root.h>
 
 #include "csp_names.h"
+#include "webutils/json_text.h"
 #include "log_source.h"
+#include "plain_rule.h"
 #include "referrer.h"
 
 namespace VORN {
@@ -90,33 +92,56 @@ std::string HeaderText(const Json::Value& rule)
         // Every directive, even one without sources, is followed by a space.
         header.push_back(' ');
     }
-    if (header.find(kHostPlaceholder) != std::string::npos)
-        header = VORN::PAD::StringParser::ReplaceString(header, kHostPlaceholder, RequestHost());
     return header;
+}
+
+// A rule file read and understood: the policy text of its object, or no
+// text when it holds another JSON value.  false when it cannot be read or
+// is no JSON.
+struct RulePolicy {
+    bool isObject = false;
+    std::string text;
+};
+
+bool ReadRulePolicy(const std::string& path, RulePolicy& policy)
+{
+    std::string content;
+    if (!arx::ReadTextFile(path, content))
+        return false;
+    if (arx::security::RenderPlainRule(content, policy.text)) {
+        policy.isObject = true;
+        return true;
+    }
+    Json::Value rule;
+    if (!arx::JsonFromText(rule, content))
+        return false;
+    policy.isObject = rule.isObject();
+    policy.text = policy.isObject ? HeaderText(rule) : "";
+    return true;
 }
 
 // The rule of the page: its standalone file when it has one, else the
 // system-wide rule.  false (logged) when no rule can be read.
-bool LoadRule(const std::string& jsid, Json::Value& rule)
+bool LoadRule(const std::string& jsid, RulePolicy& policy)
 {
     const std::string rulePath = VORNRootPathString(arx::csp::kRuleFile);
-    bool loaded = VORN::JsonFromFile(rule, rulePath);
+    bool loaded = ReadRulePolicy(rulePath, policy);
     if (!loaded) {
         if (!CspRule::GenerateCSPTarget()) {
             VLIBCLog(LOG_ERR, "%s:%d Failed to GenerateCSPTarget from [%s]", kSecurityOptionsLogSource, __LINE__,
                      VORNRootPathString(arx::csp::kDefaultRule).c_str());
             return false;
         }
-        loaded = VORN::JsonFromFile(rule, rulePath);
+        loaded = ReadRulePolicy(rulePath, policy);
     }
     // A page name is a file name: one with a '/' never leaves the directory.
     if (!jsid.empty() && jsid.find('/') == std::string::npos) {
         char pagePath[4096];
         snprintf(pagePath, sizeof pagePath, "%s/%s", VORNRootPathString(arx::csp::kStandaloneDir).c_str(),
                  jsid.c_str());
-        Json::Value pageRule;
-        if (VORN::JsonFromFile(pageRule, pagePath)) {
-            rule.swap(pageRule);
+        RulePolicy pagePolicy;
+        if (ReadRulePolicy(pagePath, pagePolicy)) {
+            policy = std::move(pagePolicy);
             return true;
         }
     }
@@ -131,14 +156,16 @@ std::string CspHeader(const std::string& jsid, VornConf& conf)
 {
     if (!conf.InfoCheckValue("csp_header_option", "yes", true))
         return "";
-    Json::Value rule;
-    if (!LoadRule(jsid, rule))
+    RulePolicy policy;
+    if (!LoadRule(jsid, policy))
         return "";
-    if (!rule.isObject()) {
+    if (!policy.isObject) {
         VLIBCLog(LOG_ERR, "%s:%d CSP rule config is not an object", kSecurityOptionsLogSource, __LINE__);
         return "";
     }
-    return HeaderText(rule);
+    if (policy.text.find(kHostPlaceholder) != std::string::npos)
+        return VORN::PAD::StringParser::ReplaceString(policy.text, kHostPlaceholder, RequestHost());
+    return policy.text;
 }
 
 bool OnAllowList(const arx::security::FramingOrigin& referrer, const std::string& allowList)

@@ -2,6 +2,8 @@
 
 #include <arx/json_file.h>
 
+#include "json_text.h"
+
 #include <errno.h>
 #include <fcntl.h>
 #include <stdlib.h>
@@ -19,21 +21,6 @@ namespace VORN {
 namespace {
 
 constexpr mode_t kNewFileMode = 0644;
-
-bool ReadAll(const std::string& path, std::string& content)
-{
-    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return false;
-    char buffer[16384];
-    ssize_t got;
-    while ((got = read(fd, buffer, sizeof buffer)) > 0 || (got < 0 && errno == EINTR)) {
-        if (got > 0)
-            content.append(buffer, static_cast<size_t>(got));
-    }
-    close(fd);
-    return got == 0;
-}
 
 bool WriteAll(int fd, const std::string& text)
 {
@@ -55,19 +42,9 @@ bool JsonFromFile(Json::Value& value, const std::string& path)
 {
     try {
         std::string content;
-        if (!ReadAll(path, content))
-            return false;
-        Json::CharReaderBuilder builder;
-        builder["collectComments"] = false;
-        builder["failIfExtra"] = true;
-        const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-        Json::Value parsed;
-        if (!reader->parse(content.data(), content.data() + content.size(), &parsed, nullptr))
-            return false;
-        value.swap(parsed);
-        return true;
+        return arx::ReadTextFile(path, content) && arx::JsonFromText(value, content);
     } catch (const std::exception&) {
-        return false;  // nesting deeper than the reader's limit, or no memory
+        return false;  // no memory
     }
 }
 
@@ -102,3 +79,39 @@ bool JsonToFile(const Json::Value& value, const std::string& path)
 }
 
 }  // namespace VORN
+
+namespace arx {
+
+bool ReadTextFile(const std::string& path, std::string& content)
+{
+    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    char buffer[16384];
+    ssize_t got;
+    while ((got = read(fd, buffer, sizeof buffer)) > 0 || (got < 0 && errno == EINTR)) {
+        if (got > 0)
+            content.append(buffer, static_cast<size_t>(got));
+    }
+    close(fd);
+    return got == 0;
+}
+
+bool JsonFromText(Json::Value& value, std::string_view text)
+{
+    try {
+        Json::CharReaderBuilder builder;
+        builder["collectComments"] = false;
+        builder["failIfExtra"] = true;
+        const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+        Json::Value parsed;
+        if (!reader->parse(text.data(), text.data() + text.size(), &parsed, nullptr))
+            return false;
+        value.swap(parsed);
+        return true;
+    } catch (const std::exception&) {
+        return false;  // nesting deeper than the reader's limit, or no memory
+    }
+}
+
+}  // namespace arx
