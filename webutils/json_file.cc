@@ -87,13 +87,20 @@ bool ReadTextFile(const std::string& path, std::string& content)
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         return false;
-    char buffer[16384];
+    // Straight into the string: no buffer on the stack, whose pages a short
+    // process would touch for this read alone.
+    const size_t start = content.size();
+    size_t length = start;
     ssize_t got;
-    while ((got = read(fd, buffer, sizeof buffer)) > 0 || (got < 0 && errno == EINTR)) {
+    do {
+        if (length == content.size())
+            content.resize(length < 4096 ? 4096 : length * 2);
+        got = read(fd, &content[length], content.size() - length);
         if (got > 0)
-            content.append(buffer, static_cast<size_t>(got));
-    }
+            length += static_cast<size_t>(got);
+    } while (got > 0 || (got < 0 && errno == EINTR));
     close(fd);
+    content.resize(got == 0 ? length : start);
     return got == 0;
 }
 
