@@ -131,19 +131,19 @@ bool RenderPlainRule(std::string_view text, std::string& header)
                                              [](const Directive& a, const Directive& b) { return a.first == b.first; });
     if (repeated != directives.end())
         return false;
-    std::string text_out;
+    std::string policy;
     for (const Directive& directive : directives) {
         if (!directive.second.empty()) {
-            text_out += directive.first;
+            policy += directive.first;
             for (const std::string& source : directive.second) {
-                text_out.push_back(' ');
-                text_out += source;
+                policy.push_back(' ');
+                policy += source;
             }
-            text_out.push_back(';');
+            policy.push_back(';');
         }
-        text_out.push_back(' ');
+        policy.push_back(' ');
     }
-    header.swap(text_out);
+    header.swap(policy);
     return true;
 }
 

@@ -15,10 +15,10 @@
 #include <vorn/root.h>
 
 #include "csp_names.h"
-#include "webutils/json_text.h"
 #include "log_source.h"
 #include "plain_rule.h"
 #include "referrer.h"
+#include "webutils/json_text.h"
 
 namespace VORN {
 namespace ARX {
@@ -96,13 +96,13 @@ std::string HeaderText(const Json::Value& rule)
 }
 
 // A rule file read and understood: the policy text of its object, or no
-// text when it holds another JSON value.  false when it cannot be read or
-// is no JSON.
+// text when it holds another JSON value.
 struct RulePolicy {
     bool isObject = false;
     std::string text;
 };
 
+// false when the file cannot be read or holds no JSON.
 bool ReadRulePolicy(const std::string& path, RulePolicy& policy)
 {
     std::string content;

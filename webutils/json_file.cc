@@ -84,13 +84,13 @@ namespace arx {
 
 bool ReadTextFile(const std::string& path, std::string& content)
 {
+    content.clear();
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         return false;
     // Straight into the string: no buffer on the stack, whose pages a short
     // process would touch for this read alone.
-    const size_t start = content.size();
-    size_t length = start;
+    size_t length = 0;
     ssize_t got;
     do {
         if (length == content.size())
@@ -100,7 +100,7 @@ bool ReadTextFile(const std::string& path, std::string& content)
             length += static_cast<size_t>(got);
     } while (got > 0 || (got < 0 && errno == EINTR));
     close(fd);
-    content.resize(got == 0 ? length : start);
+    content.resize(got == 0 ? length : 0);
     return got == 0;
 }
 

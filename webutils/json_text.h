@@ -10,7 +10,8 @@
 
 namespace arx {
 
-// The whole content of the file at path; false when it cannot be read.
+// The whole content of the file at path (replacing content); false, with
+// content empty, when it cannot be read.
 bool ReadTextFile(const std::string& path, std::string& content);
 
 // Parses text as VORN::JsonFromFile parses a file: comments allowed and
