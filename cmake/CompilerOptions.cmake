@@ -37,8 +37,9 @@ endfunction()
 # lookup; programs and tests still interpose between libraries).
 #
 # Imports are bound at load time (-z now), so the relocated tables become
-# read-only (full RELRO); for a CGI process this costs what lazy binding
-# costs.  Code and read-only data share one segment (-z noseparate-code):
+# read-only (full RELRO).  For whoami.cgi this costs about 40 microseconds
+# per process more than lazy binding; the libraries run as root, and the
+# hardening is worth it (docs/benchmarks.md).  Code and read-only data share one segment (-z noseparate-code):
 # every mapping is set up and torn down once per request, and two fewer per
 # library saved about 60 microseconds per process (docs/benchmarks.md).
 function(arx_shared_library_options target)
