@@ -7,20 +7,19 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <vorn/err.h>
 #include <vorn/user.h>
 
 #include "lazy_library.h"
 #include "no_throw.h"
+#include "password_kinds.h"
 #include "user_db.h"
 
 namespace {
 
 using CryptFunction = char* (*)(const char*, const char*, struct crypt_data*);
-
-// Spent on when nothing better is at hand: yescrypt at libcrypt's default cost.
-constexpr char kFallbackSetting[] = "$y$j9T$F5Jx5fExrKuPp53xLKQ..1$";
 
 constexpr long kSecondsPerDay = 86400;
 
@@ -34,16 +33,7 @@ struct StoredHash {
 
 StoredHash Interpret(const std::string& field)
 {
-    StoredHash stored;
-    size_t start = 0;
-    while (start < field.size() && field[start] == '!') {
-        stored.locked = true;
-        ++start;
-    }
-    // "*", "x", "" and other texts that crypt cannot have produced never match.
-    if (field.size() - start > 1 && (field[start] == '$' || field.size() - start == 13))
-        stored.hash = field.substr(start);
-    return stored;
+    return {vorn::UsableHash(field), !field.empty() && field.front() == '!'};
 }
 
 bool Expired(long expireDay)
@@ -95,16 +85,18 @@ extern "C" int VLIBUserPasswordCheck(const char* user, const char* password)
             return -1;
         }
         const StoredHash stored = Interpret(shadow.hash);
-        // An unknown user or an account without a usable hash costs one
-        // check all the same, so that the answer's timing tells nothing.
-        std::string setting = stored.hash;
-        if (setting.empty())
-            setting = vorn::SomePasswordHash();
-        if (setting.empty())
-            setting = kFallbackSetting;
-        const int matched = Check(password, setting, stored.hash);
-        if (matched <= 0)
-            return matched;
+        // Only the account's own hash, first when it has one, can match; the
+        // others are hashed so that every check takes the same time.
+        const std::vector<std::string> settings = vorn::PasswordCheckSettings(stored.hash);
+        int matched = 0;
+        for (size_t i = 0; i < settings.size(); ++i) {
+            const int result = Check(password, settings[i], i == 0 ? stored.hash : std::string());
+            if (result < 0)
+                return -1;
+            matched = i == 0 ? result : matched;
+        }
+        if (matched == 0)
+            return 0;
         return stored.locked || Expired(shadow.expireDay) ? -2 : 1;
     });
 }

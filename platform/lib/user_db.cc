@@ -263,18 +263,14 @@ Lookup FindShadow(const UserEntry& user, ShadowEntry& shadow)
     return found ? Lookup::kFound : Lookup::kMissing;
 }
 
-std::string SomePasswordHash()
+std::vector<std::string> ShadowHashFields()
 {
-    std::string hash;
+    std::vector<std::string> hashes;
     ForEachEntry(kShadowFile, 2, [&](const std::vector<std::string_view>& fields) {
-        std::string_view field = fields[1];
-        while (!field.empty() && field.front() == '!')
-            field.remove_prefix(1);
-        if (field.size() > 1 && field.front() == '$')
-            hash.assign(field);
-        return hash.empty();
+        hashes.emplace_back(fields[1]);
+        return true;
     });
-    return hash;
+    return hashes;
 }
 
 bool IsMember(const GroupEntry& group, const UserEntry& user)

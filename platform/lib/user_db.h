@@ -42,10 +42,9 @@ Lookup FindGroup(std::string_view name, GroupEntry& group);
 // The shadow entry of a user found by FindUser (its exact name).
 Lookup FindShadow(const UserEntry& user, ShadowEntry& shadow);
 
-// A password hash of the local shadow file (the first usable one), so that
-// checking a password for an unknown user costs what a real check costs;
-// "" when there is none.
-std::string SomePasswordHash();
+// The password field of every entry of the local shadow file, in file
+// order; none when the file cannot be read.
+std::vector<std::string> ShadowHashFields();
 
 // The user's groups: the primary group first, then every group that lists
 // the user as a member.  false when the group database cannot be read.
