@@ -43,10 +43,14 @@ int ParseCookies(std::string_view header, vorn::ParamList& cookies)
     return kept;
 }
 
+// Over TLS, to us or to a proxy in front of us.  A client that claims
+// https over plain HTTP only gets a cookie its browser will not send back.
 bool IsHttps()
 {
     const char* https = getenv("HTTPS");
-    return https != nullptr && strcasecmp(https, "on") == 0;
+    const char* forwarded = getenv("HTTP_X_FORWARDED_PROTO");
+    return (https != nullptr && strcasecmp(https, "on") == 0) ||
+           (forwarded != nullptr && strcasecmp(forwarded, "https") == 0);
 }
 
 std::string CookieHeader(const char* name, const char* value, long maxAge, const char* path, const char* domain)

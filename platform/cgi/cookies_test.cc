@@ -63,12 +63,16 @@ TEST(CookiesTest, LoadingAgainRereadsTheVariable)
 }
 
 // The Set-Cookie line a response carries after VornCgiSetCookies.
-std::string SetCookieLine(const char* https, const char* name, const char* value, long maxAge, const char* path,
+// scheme: "NAME=value" of the variable that tells the request's scheme, or null.
+std::string SetCookieLine(const char* scheme, const char* name, const char* value, long maxAge, const char* path,
                           const char* domain, int* result)
 {
     arx_testing::ChildOptions options;
-    if (https != nullptr)
-        options.env.push_back({"HTTPS", https});
+    if (scheme != nullptr) {
+        const std::string variable = scheme;
+        const size_t equals = variable.find('=');
+        options.env.push_back({variable.substr(0, equals), variable.substr(equals + 1)});
+    }
     const auto run = arx_testing::RunInChild(
         [&] {
             CgiRecord cgi;
@@ -87,7 +91,7 @@ TEST(CookiesTest, SetCookieCarriesTheProtectiveAttributes)
 {
     struct Row {
         const char* description;
-        const char* https;
+        const char* scheme;
         const char* name;
         const char* value;
         long maxAge;
@@ -98,9 +102,13 @@ TEST(CookiesTest, SetCookieCarriesTheProtectiveAttributes)
     };
     const Row rows[] = {
         {"session cookie", nullptr, "id", "abc", 0, nullptr, nullptr, 1, "id=abc; Path=/; HttpOnly; SameSite=Lax"},
-        {"over HTTPS", "on", "id", "abc", 0, "", nullptr, 1, "id=abc; Path=/; HttpOnly; SameSite=Lax; Secure"},
-        {"HTTPS in capitals", "ON", "id", "a", 0, "/", nullptr, 1, "id=a; Path=/; HttpOnly; SameSite=Lax; Secure"},
-        {"HTTPS off", "off", "id", "a", 0, "/", nullptr, 1, "id=a; Path=/; HttpOnly; SameSite=Lax"},
+        {"over HTTPS", "HTTPS=on", "id", "abc", 0, "", nullptr, 1, "id=abc; Path=/; HttpOnly; SameSite=Lax; Secure"},
+        {"HTTPS in capitals", "HTTPS=ON", "id", "a", 0, "/", nullptr, 1, "id=a; Path=/; HttpOnly; SameSite=Lax; Secure"},
+        {"HTTPS off", "HTTPS=off", "id", "a", 0, "/", nullptr, 1, "id=a; Path=/; HttpOnly; SameSite=Lax"},
+        {"behind a proxy that ends TLS", "HTTP_X_FORWARDED_PROTO=HTTPS", "id", "a", 0, "/", nullptr, 1,
+         "id=a; Path=/; HttpOnly; SameSite=Lax; Secure"},
+        {"behind a proxy, plain HTTP", "HTTP_X_FORWARDED_PROTO=http", "id", "a", 0, "/", nullptr, 1,
+         "id=a; Path=/; HttpOnly; SameSite=Lax"},
         {"path, domain, lifetime", nullptr, "lang", "enu", 3600, "/webman", "nas.local", 1,
          "lang=enu; Path=/webman; Domain=nas.local; Max-Age=3600; HttpOnly; SameSite=Lax"},
         {"removal", nullptr, "id", "", -1, nullptr, nullptr, 1, "id=; Path=/; Max-Age=0; HttpOnly; SameSite=Lax"},
@@ -114,7 +122,7 @@ TEST(CookiesTest, SetCookieCarriesTheProtectiveAttributes)
     };
     for (const Row& row : rows) {
         int result = -1;
-        EXPECT_EQ(SetCookieLine(row.https, row.name, row.value, row.maxAge, row.path, row.domain, &result), row.line)
+        EXPECT_EQ(SetCookieLine(row.scheme, row.name, row.value, row.maxAge, row.path, row.domain, &result), row.line)
             << row.description;
         EXPECT_EQ(result, row.result) << row.description;
     }

@@ -62,7 +62,7 @@ TEST_F(LoginTest, ResultCodes)
     EXPECT_EQ(VornCgiLogin(cgi.get(), nullptr, 0, nullptr), VORN_LOGIN_SYSTEM_ERROR);
 }
 
-TEST_F(LoginTest, EveryFailureCountsTowardBlockingTheAddress)
+TEST_F(LoginTest, WrongUnknownAndDisabledLoginsCountTowardBlockingTheAddress)
 {
     Configure("login_max_attempts=\"3\"\nlogin_attempt_window=\"5\"\nlogin_block_minutes=\"30\"\n");
     EXPECT_EQ(Login("alice", "wrong"), VORN_LOGIN_WRONG);

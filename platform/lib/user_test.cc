@@ -36,7 +36,9 @@ TEST_F(UserTest, LocalNamesMatchExactlyFirstThenIgnoringCase)
                     "broken:x:notanumber:1::/:\n"
                     "Eve:x:3001:100::/home/Eve:\n"
                     "eve:x:3002:100::/home/eve:\n"
-                    "Zed:x:3003:100::/home/zed:\n");
+                    "Zed:x:3003:100::/home/zed:\n"
+                    "corp\\dan:x:3004:100::/:\n"
+                    "dan@corp:x:3005:100::/:\n");
     struct Row {
         const char* asked;
         int result;
@@ -52,6 +54,8 @@ TEST_F(UserTest, LocalNamesMatchExactlyFirstThenIgnoringCase)
         {"nis", -1, "", 0},
         {"", -1, "", 0},
         {"nobody-here", -1, "", 0},
+        {"corp\\dan", -1, "", 0},  // directory names are asked of NSS, never of the root's files
+        {"dan@corp", -1, "", 0},
     };
     for (const Row& row : rows) {
         VLIBUSERINFO info{};
