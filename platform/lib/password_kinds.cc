@@ -1,5 +1,7 @@
 #include "password_kinds.h"
 
+#include <algorithm>
+
 #include "user_db.h"
 
 namespace vorn {
@@ -29,14 +31,7 @@ std::string HashKind(std::string_view hash)
     if (hash.front() != '$')
         return hash.size() == kTraditionalHashSize ? "des" : "";
     // "$method$[cost$]salt$result"; bcrypt writes salt and result as one field.
-    std::vector<std::string_view> fields;
-    for (std::string_view rest = hash.substr(1);;) {
-        const size_t dollar = rest.find('$');
-        fields.push_back(rest.substr(0, dollar));
-        if (dollar == std::string_view::npos)
-            break;
-        rest.remove_prefix(dollar + 1);
-    }
+    const std::vector<std::string_view> fields = SplitFields(hash.substr(1), '$');
     const size_t saltAndResult = fields[0].substr(0, 1) == "2" ? 1 : 2;
     const size_t kept = fields.size() > saltAndResult + 1 ? fields.size() - saltAndResult : 1;
     std::string kind = "$";
@@ -56,12 +51,7 @@ std::vector<std::string> PasswordCheckSettings(const std::string& ownHash)
     for (const std::string& field : ShadowHashFields()) {
         std::string hash = UsableHash(field);
         std::string kind = HashKind(hash);
-        if (kind.empty())
-            continue;
-        bool seen = false;
-        for (const std::string& known : kinds)
-            seen = seen || known == kind;
-        if (seen)
+        if (kind.empty() || std::find(kinds.begin(), kinds.end(), kind) != kinds.end())
             continue;
         kinds.push_back(std::move(kind));
         settings.push_back(std::move(hash));

@@ -204,15 +204,15 @@ bool DirectoryGroups(const UserEntry& user, std::vector<gid_t>& groups)
 
 }  // namespace
 
-std::vector<std::string_view> SplitFields(std::string_view line)
+std::vector<std::string_view> SplitFields(std::string_view line, char separator)
 {
     std::vector<std::string_view> fields;
     for (;;) {
-        const size_t colon = line.find(':');
-        fields.push_back(line.substr(0, colon));
-        if (colon == std::string_view::npos)
+        const size_t end = line.find(separator);
+        fields.push_back(line.substr(0, end));
+        if (end == std::string_view::npos)
             return fields;
-        line.remove_prefix(colon + 1);
+        line.remove_prefix(end + 1);
     }
 }
 

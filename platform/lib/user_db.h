@@ -54,8 +54,9 @@ bool GroupsOfUser(const UserEntry& user, std::vector<gid_t>& groups);
 // member (local names ignoring ASCII case).
 bool IsMember(const GroupEntry& group, const UserEntry& user);
 
-// The fields of one line of a colon-separated database file.
-std::vector<std::string_view> SplitFields(std::string_view line);
+// The fields of one line of a colon-separated database file (or of text
+// separated by another character).
+std::vector<std::string_view> SplitFields(std::string_view line, char separator = ':');
 
 }  // namespace vorn
 
