@@ -6,8 +6,8 @@
 
 #include <string>
 
-#include "lib/keyvalue_format.h"
-#include "lib/section_format.h"
+#include "lib/files/keyvalue_format.h"
+#include "lib/files/section_format.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

@@ -95,7 +95,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 
     Json::Value rule(Json::objectValue);
     rule["img-src"].append("'self'");
-    arx::csp::Merge({config}, rule);
+    arx::security::Merge({config}, rule);
     if (rule.size() < 12)
         abort();
     return 0;

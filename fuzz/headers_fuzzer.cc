@@ -7,7 +7,7 @@
 
 #include <string>
 
-#include "cgi/header_rules.h"
+#include "cgi/request/header_rules.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

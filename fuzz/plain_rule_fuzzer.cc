@@ -43,7 +43,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (!arx::security::RenderPlainRule(text, plain))
         return 0;
     Json::Value rule;
-    if (!arx::JsonFromText(rule, text) || !rule.isObject())
+    if (!arx::webutils::JsonFromText(rule, text) || !rule.isObject())
         abort();
     if (PolicyOf(rule) != plain)
         abort();

@@ -8,7 +8,7 @@
 
 #include <vorn/cgi.h>
 
-#include "cgi/url_codec.h"
+#include "cgi/request/url_codec.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

@@ -25,7 +25,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const std::string userAgent(reinterpret_cast<const char*>(data), size);
     _tag_vorn_browser_info_ info;
     memset(&info, 'x', sizeof info);
-    const int result = arx::DescribeBrowser(userAgent.c_str(), &info);
+    const int result = arx::webman::DescribeBrowser(userAgent.c_str(), &info);
     if (result != 0 && result != -1)
         abort();
     if (info.type < VORN_BROWSER_IE || info.type > VORN_BROWSER_OTHER)

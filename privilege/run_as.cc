@@ -1,9 +1,5 @@
-// Scoped switch of the effective user and group.
-//
-// The order of the calls matters: root first (only root may change the
-// group), then the group, then the user, both when switching and when
-// switching back, so that a guard that moved from root to a user can
-// always return.
+// Scoped switch of the effective user and group; the steps are those of
+// privilege/identity.h.
 
 #include <arx/run_as.h>
 
@@ -15,10 +11,13 @@
 
 #include <vorn/log.h>
 
+#include "privilege/identity.h"
+
 namespace {
 
-constexpr uid_t kUnchangedUid = static_cast<uid_t>(-1);
-constexpr gid_t kUnchangedGid = static_cast<gid_t>(-1);
+using arx::privilege::kUnchangedGid;
+using arx::privilege::kUnchangedUid;
+
 constexpr long kFallbackPasswdBufferSize = 16384;
 
 const char* ErrorText(int error, char* buffer, size_t size)
@@ -36,21 +35,15 @@ RunAsGuardBase::RunAsGuardBase(const char* file, int line, const char* name)
 
 RunAsGuardBase::~RunAsGuardBase()
 {
-    const uid_t currentUid = geteuid();
-    const gid_t currentGid = getegid();
-    if (savedEuid_ == currentUid && savedEgid_ == currentGid)
+    Restore();
+}
+
+void RunAsGuardBase::Restore()
+{
+    if (arx::privilege::SwitchEffective(savedEuid_, savedEgid_))
         return;
-    bool ok = true;
-    if (savedEuid_ != currentUid && currentUid != 0)
-        ok = setresuid(kUnchangedUid, 0, kUnchangedUid) >= 0;
-    if (ok && savedEgid_ != kUnchangedGid && savedEgid_ != currentGid)
-        ok = setresgid(kUnchangedGid, savedEgid_, kUnchangedGid) == 0;
-    if (ok && savedEuid_ != kUnchangedUid && savedEuid_ != currentUid)
-        ok = setresuid(kUnchangedUid, savedEuid_, kUnchangedUid) == 0;
-    if (!ok) {
-        VLIBCLog(LOG_AUTH | LOG_CRIT, "%s:%d ERROR: ~%s(%d, %d)", file_, line_, name_, static_cast<int>(savedEuid_),
-                 static_cast<int>(savedEgid_));
-    }
+    VLIBCLog(LOG_AUTH | LOG_CRIT, "%s:%d ERROR: ~%s(%d, %d)", file_, line_, name_, static_cast<int>(savedEuid_),
+             static_cast<int>(savedEgid_));
 }
 
 bool RunAsGuardBase::getugid(const char* user, uid_t& uid, gid_t& gid)
@@ -85,17 +78,12 @@ bool RunAsGuardBase::getugid(const char* user, uid_t& uid, gid_t& gid)
 
 bool RunAsGuardBase::Switch(uid_t uid, gid_t gid)
 {
-    const uid_t currentUid = geteuid();
-    const gid_t currentGid = getegid();
-    if (uid == currentUid && gid == currentGid)
+    if (arx::privilege::SwitchEffective(uid, gid))
         return true;
-    if (uid != currentUid && currentUid != 0 && setresuid(kUnchangedUid, 0, kUnchangedUid) < 0)
-        return false;
-    if (gid != kUnchangedGid && gid != currentGid && setresgid(kUnchangedGid, gid, kUnchangedGid) != 0)
-        return false;
-    if (uid == kUnchangedUid || uid == currentUid)
-        return true;
-    return setresuid(kUnchangedUid, uid, kUnchangedUid) == 0;
+    // A half-done switch is undone at once: the caller's else branch runs
+    // with the identity it had, never with root's.
+    Restore();
+    return false;
 }
 
 bool RunAsGuardBase::SwitchTo(uid_t uid, gid_t gid)

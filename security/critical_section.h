@@ -5,7 +5,7 @@
 
 #include <sys/types.h>
 
-namespace arx::csp {
+namespace arx::security {
 
 class CriticalSection {
 public:
@@ -23,6 +23,6 @@ private:
     gid_t savedEgid_;
 };
 
-}  // namespace arx::csp
+}  // namespace arx::security
 
 #endif

@@ -16,7 +16,7 @@
 #include <arx/json_file.h>
 #include <vorn/log.h>
 
-#include "csp_test_support.h"
+#include "security/csp_test_support.h"
 #include "testing/temp_root.h"
 
 namespace {

@@ -4,7 +4,7 @@
 // reader always finds whole JSON, and a failed generation leaves the
 // previous files as they were.
 
-#include "csp_generate.h"
+#include "security/csp_generate.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -17,13 +17,13 @@
 #include <vorn/log.h>
 #include <vorn/root.h>
 
-#include "critical_section.h"
-#include "csp_names.h"
-#include "csp_validate.h"
-#include "dirs.h"
-#include "log_source.h"
+#include "base/directories.h"
+#include "security/critical_section.h"
+#include "security/csp_names.h"
+#include "security/csp_validate.h"
+#include "security/log_source.h"
 
-namespace arx::csp {
+namespace arx::security {
 
 namespace {
 
@@ -43,10 +43,10 @@ void EnsureRunDirectories()
 {
     const std::string runDir = VORNRootPathString(kRunDir);
     const std::string standaloneDir = VORNRootPathString(kStandaloneDir);
-    if (IsDirectory(runDir) && IsDirectory(standaloneDir))
+    if (base::IsDirectory(runDir) && base::IsDirectory(standaloneDir))
         return;
     CriticalSection section;
-    MakeDirs(standaloneDir, kDirMode);
+    base::MakeDirectories(standaloneDir, kDirMode);
 }
 
 int CollectName(const char* name, void* context)
@@ -206,4 +206,4 @@ bool GenerateTarget()
     return ok;
 }
 
-}  // namespace arx::csp
+}  // namespace arx::security

@@ -7,7 +7,7 @@
 
 #include <json/value.h>
 
-namespace arx::csp {
+namespace arx::security {
 
 // Merges the "rule" of each config into target (an object): every known
 // directive gets an array when it has none, then each config's sources are
@@ -17,6 +17,6 @@ void Merge(const std::vector<Json::Value>& configs, Json::Value& target);
 // The whole generation, as root, under the lock file.
 bool GenerateTarget();
 
-}  // namespace arx::csp
+}  // namespace arx::security
 
 #endif

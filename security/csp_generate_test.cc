@@ -13,8 +13,8 @@
 #include <vorn/err.h>
 #include <vorn/fs.h>
 
-#include "csp_generate.h"
-#include "csp_test_support.h"
+#include "security/csp_generate.h"
+#include "security/csp_test_support.h"
 #include "testing/log_capture.h"
 #include "testing/temp_root.h"
 
@@ -78,7 +78,7 @@ TEST(CspGenerateTest, MergeAppendsConfigSourcesInOrder)
         Json::Value target = ParseJson(row.target);
         const Json::Value list = ParseJson(row.configs);
         const std::vector<Json::Value> configs(list.begin(), list.end());
-        arx::csp::Merge(configs, target);
+        arx::security::Merge(configs, target);
         EXPECT_EQ(CompactJson(target), row.merged) << row.description;
     }
 }

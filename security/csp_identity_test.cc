@@ -16,7 +16,7 @@
 
 #include <arx/csp_rule.h>
 
-#include "csp_test_support.h"
+#include "security/csp_test_support.h"
 #include "testing/child_process.h"
 #include "testing/log_capture.h"
 #include "testing/temp_root.h"

@@ -1,33 +1,33 @@
 // The exported names of the CSP rule store, built when the library is
 // loaded, and the two fixed sets of directives.
 
-#include "csp_names.h"
+#include "security/csp_names.h"
 
 #include <arx/csp_rule.h>
 
 namespace VORN {
 namespace ARX {
 
-const std::string STYLE_SRC = arx::csp::STYLE_SRC;
-const std::string SCRIPT_SRC = arx::csp::SCRIPT_SRC;
-const std::string CONNECT_SRC = arx::csp::CONNECT_SRC;
-const std::string IMG_SRC = arx::csp::IMG_SRC;
-const std::string BASE_URI = arx::csp::BASE_URI;
-const std::string FORM_ACTION = arx::csp::FORM_ACTION;
-const std::string FONT_SRC = arx::csp::FONT_SRC;
-const std::string FRAME_ANCESTORS = arx::csp::FRAME_ANCESTORS;
-const std::string FRAME_SRC = arx::csp::FRAME_SRC;
-const std::string CHILD_SRC = arx::csp::CHILD_SRC;
-const std::string OBJECT_SRC = arx::csp::OBJECT_SRC;
-const std::string RULE = arx::csp::RULE;
-const std::string RULE_STANDALONE = arx::csp::RULE_STANDALONE;
-const std::string JSID = arx::csp::JSID;
-const std::string WILDCARD = arx::csp::WILDCARD;
+const std::string STYLE_SRC = arx::security::STYLE_SRC;
+const std::string SCRIPT_SRC = arx::security::SCRIPT_SRC;
+const std::string CONNECT_SRC = arx::security::CONNECT_SRC;
+const std::string IMG_SRC = arx::security::IMG_SRC;
+const std::string BASE_URI = arx::security::BASE_URI;
+const std::string FORM_ACTION = arx::security::FORM_ACTION;
+const std::string FONT_SRC = arx::security::FONT_SRC;
+const std::string FRAME_ANCESTORS = arx::security::FRAME_ANCESTORS;
+const std::string FRAME_SRC = arx::security::FRAME_SRC;
+const std::string CHILD_SRC = arx::security::CHILD_SRC;
+const std::string OBJECT_SRC = arx::security::OBJECT_SRC;
+const std::string RULE = arx::security::RULE;
+const std::string RULE_STANDALONE = arx::security::RULE_STANDALONE;
+const std::string JSID = arx::security::JSID;
+const std::string WILDCARD = arx::security::WILDCARD;
 
 }  // namespace ARX
 }  // namespace VORN
 
-namespace arx::csp {
+namespace arx::security {
 
 // Built on first use rather than at load: a request that sends no policy
 // pays nothing for them.
@@ -47,4 +47,4 @@ const std::set<std::string>& NoWildcardDirectives()
     return directives;
 }
 
-}  // namespace arx::csp
+}  // namespace arx::security

@@ -6,7 +6,7 @@
 #include <set>
 #include <string>
 
-namespace arx::csp {
+namespace arx::security {
 
 // The names of <arx/csp_rule.h>, spelt as literals for the library's own
 // use: a literal needs no symbol lookup when the library is loaded, an
@@ -42,6 +42,6 @@ inline constexpr char kRuleFile[] = "/run/csp/rule";
 inline constexpr char kStandaloneDir[] = "/run/csp/standalone";
 inline constexpr char kLockFile[] = "/run/csp/csp_rule.lock";
 
-}  // namespace arx::csp
+}  // namespace arx::security
 
 #endif

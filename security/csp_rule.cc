@@ -15,25 +15,25 @@
 #include <vorn/log.h>
 #include <vorn/root.h>
 
-#include "csp_generate.h"
-#include "csp_names.h"
-#include "csp_rule_private.h"
-#include "csp_validate.h"
-#include "dirs.h"
-#include "log_source.h"
+#include "base/directories.h"
+#include "security/csp_generate.h"
+#include "security/csp_names.h"
+#include "security/csp_rule_private.h"
+#include "security/csp_validate.h"
+#include "security/log_source.h"
 
 namespace VORN {
 namespace ARX {
 
 namespace {
 
-using arx::kCspRuleLogSource;
+using arx::security::kCspRuleLogSource;
 
 constexpr mode_t kConfigDirMode = 0755;
 
 std::string ConfigDir(bool local)
 {
-    return VORNRootPathString(local ? arx::csp::kLocalConfigDir : arx::csp::kSystemConfigDir);
+    return VORNRootPathString(local ? arx::security::kLocalConfigDir : arx::security::kSystemConfigDir);
 }
 
 // Runs an operation of the exported interface: nothing it throws (in
@@ -53,7 +53,7 @@ bool Guarded(Operation operation) noexcept
 // identity switch: the generation enters its own critical section.
 bool Regenerate()
 {
-    if (arx::csp::GenerateTarget())
+    if (arx::security::GenerateTarget())
         return true;
     VLIBCLog(LOG_ERR, "%s:%d generate csp error", kCspRuleLogSource, __LINE__);
     return false;
@@ -71,7 +71,7 @@ CspRulePrivate::~CspRulePrivate() = default;
 bool CspRulePrivate::HasUsableName() const
 {
     // Hidden names would never be read back: the generation skips them.
-    if (arx::csp::IsFileName(name_) && name_[0] != '.')
+    if (arx::security::IsFileName(name_) && name_[0] != '.')
         return true;
     VLIBCErrSet(VLIB_ERR_BAD_PARAMETERS);
     VLIBCLog(LOG_ERR, "%s:%d config name \"%s\" refused", kCspRuleLogSource, __LINE__, name_.c_str());
@@ -81,7 +81,7 @@ bool CspRulePrivate::HasUsableName() const
 bool CspRulePrivate::WriteConfig(const Json::Value& conf)
 {
     IF_RUN_AS(0, 0) {
-        if (!arx::csp::MakeDirs(ConfigDir(local_), kConfigDirMode) || !VORN::JsonToFile(conf, path_)) {
+        if (!base::MakeDirectories(ConfigDir(local_), kConfigDirMode) || !VORN::JsonToFile(conf, path_)) {
             VLIBCLog(LOG_ERR, "%s:%d config %s save error", kCspRuleLogSource, __LINE__, path_.c_str());
             return false;
         }
@@ -111,7 +111,7 @@ bool CspRulePrivate::Save(const Json::Value& conf)
 {
     if (!HasUsableName())
         return false;
-    if (!arx::csp::IsValidConf(conf)) {
+    if (!arx::security::IsValidConf(conf)) {
         VLIBCErrSet(VLIB_ERR_FORMAT);
         VLIBCLog(LOG_ERR, "%s:%d csp config %s format error", kCspRuleLogSource, __LINE__, name_.c_str());
         return false;
@@ -131,17 +131,17 @@ bool CspRulePrivate::Delete()
 
 bool CspRulePrivate::GenerateCSPTarget()
 {
-    return arx::csp::GenerateTarget();
+    return arx::security::GenerateTarget();
 }
 
 bool CspRulePrivate::IsValidConf(const Json::Value& conf)
 {
-    return arx::csp::IsValidConf(conf);
+    return arx::security::IsValidConf(conf);
 }
 
 bool CspRulePrivate::IsValidUrl(const std::string& /*directive*/, const std::string& url)
 {
-    return arx::csp::IsValidUrl(url);
+    return arx::security::IsValidUrl(url);
 }
 
 CspRule::CspRule(const std::string& name, bool local)

@@ -1,18 +1,18 @@
 // Validation of rule configs.  Every refusal logs one line naming the first
 // fault found, so that whoever installed the config can mend it.
 
-#include "csp_validate.h"
+#include "security/csp_validate.h"
 
 #include <errno.h>
 
 #include <json/writer.h>
 #include <vorn/log.h>
 
-#include "csp_names.h"
-#include "log_source.h"
-#include "url_matcher.h"
+#include "security/csp_names.h"
+#include "security/log_source.h"
+#include "security/url_matcher.h"
 
-namespace arx::csp {
+namespace arx::security {
 
 namespace {
 
@@ -173,4 +173,4 @@ bool IsValidConf(const Json::Value& jsConf)
     return !jsConf.isMember(RULE_STANDALONE) || IsValidStandalone(jsConf[RULE_STANDALONE]);
 }
 
-}  // namespace arx::csp
+}  // namespace arx::security

@@ -6,7 +6,7 @@
 
 #include <json/value.h>
 
-namespace arx::csp {
+namespace arx::security {
 
 // The URL pattern of the host sources a config may add to the system-wide
 // policy, matched whole with PCRE's default options.  Inside the bracket
@@ -28,6 +28,6 @@ bool IsValidConf(const Json::Value& conf);
 // directories: not empty, no '/', no NUL, not "." or "..".
 bool IsFileName(const std::string& name);
 
-}  // namespace arx::csp
+}  // namespace arx::security
 
 #endif

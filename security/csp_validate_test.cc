@@ -6,7 +6,7 @@
 
 #include <arx/csp_rule.h>
 
-#include "csp_test_support.h"
+#include "security/csp_test_support.h"
 #include "testing/log_capture.h"
 
 namespace {

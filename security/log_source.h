@@ -2,9 +2,9 @@
 #ifndef ARX_SECURITY_LOG_SOURCE_H
 #define ARX_SECURITY_LOG_SOURCE_H
 
-namespace arx {
+namespace arx::security {
 inline constexpr char kCspRuleLogSource[] = "csp_rule";
 inline constexpr char kSecurityOptionsLogSource[] = "security_options";
-}  // namespace arx
+}  // namespace arx::security
 
 #endif

@@ -1,4 +1,4 @@
-#include "plain_rule.h"
+#include "security/plain_rule.h"
 
 #include <string>
 

@@ -1,4 +1,4 @@
-#include "referrer.h"
+#include "security/referrer.h"
 
 #include <stdlib.h>
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "referrer.h"
+#include "security/referrer.h"
 
 namespace {
 

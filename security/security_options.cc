@@ -14,10 +14,11 @@
 #include <vorn/log.h>
 #include <vorn/root.h>
 
-#include "csp_names.h"
-#include "log_source.h"
-#include "plain_rule.h"
-#include "referrer.h"
+#include "base/file_read.h"
+#include "security/csp_names.h"
+#include "security/log_source.h"
+#include "security/plain_rule.h"
+#include "security/referrer.h"
 #include "webutils/json_text.h"
 
 namespace VORN {
@@ -25,7 +26,7 @@ namespace ARX {
 
 namespace {
 
-using arx::kSecurityOptionsLogSource;
+using arx::security::kSecurityOptionsLogSource;
 
 constexpr char kHostPlaceholder[] = "{HOSTNAME}";
 constexpr char kSameOrigin[] = "SAMEORIGIN";
@@ -106,14 +107,14 @@ struct RulePolicy {
 bool ReadRulePolicy(const std::string& path, RulePolicy& policy)
 {
     std::string content;
-    if (!arx::ReadTextFile(path, content))
+    if (!base::ReadWholeFile(path.c_str(), content))
         return false;
     if (arx::security::RenderPlainRule(content, policy.text)) {
         policy.isObject = true;
         return true;
     }
     Json::Value rule;
-    if (!arx::JsonFromText(rule, content))
+    if (!arx::webutils::JsonFromText(rule, content))
         return false;
     policy.isObject = rule.isObject();
     policy.text = policy.isObject ? HeaderText(rule) : "";
@@ -124,12 +125,12 @@ bool ReadRulePolicy(const std::string& path, RulePolicy& policy)
 // system-wide rule.  false (logged) when no rule can be read.
 bool LoadRule(const std::string& jsid, RulePolicy& policy)
 {
-    const std::string rulePath = VORNRootPathString(arx::csp::kRuleFile);
+    const std::string rulePath = VORNRootPathString(arx::security::kRuleFile);
     bool loaded = ReadRulePolicy(rulePath, policy);
     if (!loaded) {
         if (!CspRule::GenerateCSPTarget()) {
             VLIBCLog(LOG_ERR, "%s:%d Failed to GenerateCSPTarget from [%s]", kSecurityOptionsLogSource, __LINE__,
-                     VORNRootPathString(arx::csp::kDefaultRule).c_str());
+                     VORNRootPathString(arx::security::kDefaultRule).c_str());
             return false;
         }
         loaded = ReadRulePolicy(rulePath, policy);
@@ -137,7 +138,7 @@ bool LoadRule(const std::string& jsid, RulePolicy& policy)
     // A page name is a file name: one with a '/' never leaves the directory.
     if (!jsid.empty() && jsid.find('/') == std::string::npos) {
         char pagePath[4096];
-        snprintf(pagePath, sizeof pagePath, "%s/%s", VORNRootPathString(arx::csp::kStandaloneDir).c_str(),
+        snprintf(pagePath, sizeof pagePath, "%s/%s", VORNRootPathString(arx::security::kStandaloneDir).c_str(),
                  jsid.c_str());
         RulePolicy pagePolicy;
         if (ReadRulePolicy(pagePath, pagePolicy)) {

@@ -8,7 +8,7 @@
 
 #include <arx/security_options.h>
 
-#include "csp_test_support.h"
+#include "security/csp_test_support.h"
 #include "testing/log_capture.h"
 #include "testing/temp_root.h"
 

@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace arx::csp {
+namespace arx::security {
 
 // The helper's file name, found through the loader's normal search (beside
 // libarx in the build tree, through libarx's run path).
@@ -15,6 +15,6 @@ inline constexpr char kPcreHelper[] = "libarx_pcre.so.7";
 // be loaded (logged once per process) or the pattern does not compile.
 bool FullMatch(const char* pattern, const std::string& text);
 
-}  // namespace arx::csp
+}  // namespace arx::security
 
 #endif

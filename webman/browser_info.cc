@@ -1,6 +1,6 @@
 // The request context: the client's browser.
 
-#include "browser_info.h"
+#include "webman/browser_info.h"
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -9,9 +9,9 @@
 #include <arx/webman.h>
 #include <vorn/log.h>
 
-#include "log_source.h"
+#include "webman/log_source.h"
 
-using arx::kWebManLogSource;
+using arx::webman::kWebManLogSource;
 
 namespace {
 
@@ -58,7 +58,7 @@ int ScanVersion(const char* userAgent, const char* from, _tag_vorn_browser_info_
 
 }  // namespace
 
-namespace arx {
+namespace arx::webman {
 
 int DescribeBrowser(const char* userAgent, _tag_vorn_browser_info_* info)
 {
@@ -105,11 +105,11 @@ int DescribeBrowser(const char* userAgent, _tag_vorn_browser_info_* info)
     return 0;
 }
 
-}  // namespace arx
+}  // namespace arx::webman
 
 int WebMan::GetBrowserInfo(_tag_vorn_browser_info_* info)
 {
-    return arx::DescribeBrowser(getenv("HTTP_USER_AGENT"), info);
+    return arx::webman::DescribeBrowser(getenv("HTTP_USER_AGENT"), info);
 }
 
 std::string WebMan::GetIEPNGFixStyle()

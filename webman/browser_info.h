@@ -4,12 +4,12 @@
 
 #include <vorn/cgi.h>
 
-namespace arx {
+namespace arx::webman {
 
 // What WebMan::GetBrowserInfo answers for a user agent (NULL: the request
 // has none).  0, or -1 (logged) when no version can be read.
 int DescribeBrowser(const char* userAgent, _tag_vorn_browser_info_* info);
 
-}  // namespace arx
+}  // namespace arx::webman
 
 #endif

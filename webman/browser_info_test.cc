@@ -9,9 +9,9 @@
 
 #include <arx/webman.h>
 
-#include "browser_info.h"
 #include "testing/child_process.h"
 #include "testing/log_capture.h"
+#include "webman/browser_info.h"
 
 namespace {
 
@@ -79,7 +79,7 @@ TEST(BrowserInfoTest, UserAgents)
     for (const Row& row : rows) {
         _tag_vorn_browser_info_ info = {0, "old"};
         arx_testing::LogCapture log;
-        EXPECT_EQ(arx::DescribeBrowser(row.userAgent.c_str(), &info), row.result) << row.description;
+        EXPECT_EQ(arx::webman::DescribeBrowser(row.userAgent.c_str(), &info), row.result) << row.description;
         EXPECT_EQ(info.type, row.type) << row.description;
         EXPECT_EQ(info.szVersion, row.version) << row.description;
         EXPECT_EQ(log.texts().size(), row.result == 0 ? 0u : 1u) << row.description;
@@ -90,8 +90,8 @@ TEST(BrowserInfoTest, FailuresAreLogged)
 {
     _tag_vorn_browser_info_ info;
     arx_testing::LogCapture log;
-    arx::DescribeBrowser("Mozilla/5.0 Firefox", &info);
-    arx::DescribeBrowser(("Firefox/" + kDigits32).c_str(), &info);
+    arx::webman::DescribeBrowser("Mozilla/5.0 Firefox", &info);
+    arx::webman::DescribeBrowser(("Firefox/" + kDigits32).c_str(), &info);
     EXPECT_EQ(WithoutLineNumbers(log.texts()),
               (std::vector<std::string>{
                   "webman(#): not supported browser type, USER_AGENT: Mozilla/5.0 Firefox",

@@ -2,8 +2,8 @@
 #ifndef ARX_WEBMAN_LOG_SOURCE_H
 #define ARX_WEBMAN_LOG_SOURCE_H
 
-namespace arx {
+namespace arx::webman {
 inline constexpr char kWebManLogSource[] = "webman";
-}
+}  // namespace arx::webman
 
 #endif

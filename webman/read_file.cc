@@ -3,7 +3,6 @@
 #include <arx/webman.h>
 
 #include <errno.h>
-#include <fcntl.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -11,22 +10,20 @@
 
 #include <vorn/log.h>
 
-#include "log_source.h"
+#include "base/safe_open.h"
+#include "webman/log_source.h"
 
-using arx::kWebManLogSource;
+using arx::webman::kWebManLogSource;
 
 char* WebMan::szReadFile(const char* path, int maxSize)
 {
-    const int fd = open(path != nullptr ? path : "", O_RDONLY | O_CLOEXEC);
+    // Never a FIFO or a device: the process would wait on it, or read
+    // without end.
+    struct stat st;
+    const int fd = base::OpenForReading(path != nullptr ? path : "", base::Links::kFollow, &st);
     if (fd < 0) {
         VLIBCLog(LOG_ERR, "%s (%d) Failed to open %s. (%s)", kWebManLogSource, __LINE__, path ? path : "(null)",
                  strerror(errno));
-        return nullptr;
-    }
-    struct stat st;
-    if (fstat(fd, &st) != 0) {
-        VLIBCLog(LOG_ERR, "%s (%d) Failed to stat file. (%s)", kWebManLogSource, __LINE__, strerror(errno));
-        close(fd);
         return nullptr;
     }
     if (st.st_size > maxSize) {

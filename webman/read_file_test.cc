@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include <sys/stat.h>
+
 #include <gtest/gtest.h>
 
 #include <arx/webman.h>
@@ -53,9 +55,13 @@ TEST(ReadFileTest, UnreadableFilesAreLogged)
     const std::string missing = root.Path("/missing");
     EXPECT_EQ(web.szReadFile(missing.c_str(), 10), nullptr);
     EXPECT_EQ(web.szReadFile(root.dir().c_str(), 1 << 20), nullptr);  // a directory cannot be read
+    const std::string fifo = root.Path("/fifo");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    EXPECT_EQ(web.szReadFile(fifo.c_str(), 1 << 20), nullptr);  // and a FIFO never holds the process
     EXPECT_EQ(arx_testing::WithoutLineNumbers(log.texts()),
               (std::vector<std::string>{"webman (#) Failed to open " + missing + ". (No such file or directory)",
-                                        "webman (#) read file failed. (Is a directory)"}));
+                                        "webman (#) Failed to open " + root.dir() + ". (Is a directory)",
+                                        "webman (#) Failed to open " + fifo + ". (Invalid argument)"}));
     EXPECT_EQ(log.lines()[0].priority, LOG_ERR);
 }
 

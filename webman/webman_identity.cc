@@ -3,19 +3,18 @@
 
 #include <arx/webman.h>
 
-#include <grp.h>
 #include <unistd.h>
 
 #include <functional>
-#include <vector>
 
 #include <vorn/err.h>
 #include <vorn/log.h>
 #include <vorn/user.h>
 
-#include "log_source.h"
+#include "privilege/identity.h"
+#include "webman/log_source.h"
 
-using arx::kWebManLogSource;
+using arx::webman::kWebManLogSource;
 
 namespace {
 
@@ -37,37 +36,14 @@ std::string PreferenceDirOr(int length, const char* buffer)
     return length < 0 ? "/tmp" : buffer;
 }
 
-// The process's identity when a switch starts.  A switch that fails half
-// way puts it back, so that no request goes on with a mixed identity.
-class Identity {
-public:
-    Identity()
-    {
-        getresuid(&uid_[0], &uid_[1], &uid_[2]);
-        getresgid(&gid_[0], &gid_[1], &gid_[2]);
-        const int count = getgroups(0, nullptr);
-        groups_.resize(count > 0 ? static_cast<size_t>(count) : 0);
-        if (count > 0 && getgroups(count, groups_.data()) != count)
-            groups_.clear();
-    }
-
-    // Root first (only root may set groups), then the groups and gids,
-    // then the uids.
-    void Restore() const
-    {
-        const bool ok = (geteuid() == 0 || setresuid(-1, 0, -1) == 0) &&
-                        setgroups(groups_.size(), groups_.data()) == 0 &&
-                        setresgid(gid_[0], gid_[1], gid_[2]) == 0 && setresuid(uid_[0], uid_[1], uid_[2]) == 0;
-        if (!ok)
-            VLIBCLog(LOG_AUTH | LOG_CRIT, "%s:%d cannot restore uid %u gid %u: %m", kWebManLogSource, __LINE__,
-                     static_cast<unsigned>(uid_[1]), static_cast<unsigned>(gid_[1]));
-    }
-
-private:
-    uid_t uid_[3];
-    gid_t gid_[3];
-    std::vector<gid_t> groups_;
-};
+// Puts the identity of before a switch back, so that no request goes on
+// with a mixed identity.
+void RestoreIdentity(const arx::privilege::IdentitySnapshot& before)
+{
+    if (!before.Restore())
+        VLIBCLog(LOG_AUTH | LOG_CRIT, "%s:%d cannot restore uid %u gid %u: %m", kWebManLogSource, __LINE__,
+                 static_cast<unsigned>(before.effectiveUid()), static_cast<unsigned>(before.effectiveGid()));
+}
 
 using IdSetter = std::function<int(const char* sid, const char* user)>;
 
@@ -80,7 +56,7 @@ int SwitchTo(const char* sid, const char* user, const IdSetter& setGid, const Id
         VLIBCLog(LOG_ERR, "%s(%d) bad parameter", kWebManLogSource, __LINE__);
         return -1;
     }
-    const Identity before;
+    const arx::privilege::IdentitySnapshot before;
     const int gid = VornCgiGIDGet(sid, user);
     if (gid == -1) {
         LogSwitchFailure(__LINE__, "get GID", user, sid);
@@ -92,12 +68,12 @@ int SwitchTo(const char* sid, const char* user, const IdSetter& setGid, const Id
         LogSwitchFailure(__LINE__, "initgroup", user, sid);
     if (setGid(sid, user) < 0) {
         LogSwitchFailure(__LINE__, "set GID", user, sid);
-        before.Restore();
+        RestoreIdentity(before);
         return -1;
     }
     if (setUid(sid, user) < 0) {
         LogSwitchFailure(__LINE__, "set UID", user, sid);
-        before.Restore();
+        RestoreIdentity(before);
         return -1;
     }
     return 0;

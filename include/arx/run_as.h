@@ -41,8 +41,11 @@ public:
     bool SwitchTo(uid_t uid, gid_t gid);
 
 protected:
-    // The switching steps alone, without a log line.
+    // The switching steps alone, without a log line.  A failed switch puts
+    // the recorded identity back before it returns false.
     bool Switch(uid_t uid, gid_t gid);
+    // Puts the recorded effective ids back; a failure is logged.
+    void Restore();
 
     uid_t savedEuid_;
     gid_t savedEgid_;

@@ -8,7 +8,7 @@
 #include <vorn/cgi.h>
 #include <vorn/err.h>
 
-#include "cgi_private.h"
+#include "cgi/cgi_private.h"
 
 extern "C" int VornCgiInit(const char* base, VornCgi* cgi)
 {
@@ -23,7 +23,7 @@ extern "C" int VornCgiInit(const char* base, VornCgi* cgi)
         return -1;
     }
     try {
-        cgi->priv->base = base != nullptr ? base : "";
+        cgi->priv->texts.base = base != nullptr ? base : "";
     } catch (...) {
         VornCgiFree(cgi);
         VLIBCErrSet(VLIB_ERR_OUT_OF_MEMORY);

@@ -1,4 +1,4 @@
-#include "appliance.h"
+#include "tests/e2e/appliance.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>

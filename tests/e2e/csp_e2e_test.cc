@@ -9,9 +9,9 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
-#include "appliance.h"
-#include "demo_session.h"
-#include "http_client.h"
+#include "tests/e2e/appliance.h"
+#include "tests/e2e/demo_session.h"
+#include "tests/e2e/http_client.h"
 
 namespace arx_e2e {
 namespace {

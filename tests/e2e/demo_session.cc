@@ -1,6 +1,6 @@
-#include "demo_session.h"
+#include "tests/e2e/demo_session.h"
 
-#include "http_client.h"
+#include "tests/e2e/http_client.h"
 
 namespace arx_e2e {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "appliance.h"
+#include "tests/e2e/appliance.h"
 
 namespace arx_e2e {
 

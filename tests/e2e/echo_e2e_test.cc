@@ -8,8 +8,8 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
-#include "appliance.h"
-#include "http_client.h"
+#include "tests/e2e/appliance.h"
+#include "tests/e2e/http_client.h"
 
 namespace arx_e2e {
 namespace {

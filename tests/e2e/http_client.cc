@@ -1,4 +1,4 @@
-#include "http_client.h"
+#include "tests/e2e/http_client.h"
 
 #include <strings.h>
 

@@ -14,9 +14,9 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
-#include "appliance.h"
-#include "http_client.h"
 #include "testing/temp_root.h"
+#include "tests/e2e/appliance.h"
+#include "tests/e2e/http_client.h"
 
 namespace arx_e2e {
 namespace {

@@ -1,0 +1,83 @@
+#include "base/file_write.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "base/safe_open.h"
+
+namespace base {
+
+namespace {
+
+void SyncDirectoryOf(const std::string& path)
+{
+    const size_t slash = path.rfind('/');
+    const std::string dir = slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+    const int fd = open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd >= 0) {
+        fsync(fd);
+        close(fd);
+    }
+}
+
+std::string TemporaryName(const std::string& path, Temporary temporary)
+{
+    if (temporary == Temporary::kBeside)
+        return path + ".XXXXXX";
+    const size_t nameStart = path.rfind('/') == std::string::npos ? 0 : path.rfind('/') + 1;
+    return path.substr(0, nameStart) + "." + path.substr(nameStart) + ".XXXXXX";
+}
+
+}  // namespace
+
+bool WriteAll(int fd, std::string_view data)
+{
+    while (!data.empty()) {
+        const ssize_t written = write(fd, data.data(), data.size());
+        if (written < 0) {
+            if (errno == EINTR)
+                continue;
+            return false;
+        }
+        if (written == 0) {
+            errno = EIO;
+            return false;
+        }
+        data.remove_prefix(static_cast<size_t>(written));
+    }
+    return true;
+}
+
+bool WriteFileAtomically(const std::string& path, std::string_view content, mode_t newFileMode,
+                         Temporary temporary)
+{
+    struct stat st;
+    const mode_t mode = lstat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode) ? CopyableMode(st.st_mode)
+                                                                              : newFileMode;
+    std::string name = TemporaryName(path, temporary);
+    const int fd = mkostemp(name.data(), O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    bool ok = WriteAll(fd, content) && fchmod(fd, mode) == 0 && fsync(fd) == 0;
+    int error = errno;
+    if (close(fd) != 0 && ok) {
+        ok = false;
+        error = errno;
+    }
+    if (ok && rename(name.c_str(), path.c_str()) != 0) {
+        ok = false;
+        error = errno;
+    }
+    if (!ok) {
+        unlink(name.c_str());
+        errno = error;
+        return false;
+    }
+    SyncDirectoryOf(path);
+    return true;
+}
+
+}  // namespace base

@@ -1,0 +1,34 @@
+// Line and blank helpers of the text file formats.
+#ifndef ARX_BASE_TEXT_H
+#define ARX_BASE_TEXT_H
+
+#include <string_view>
+
+namespace base {
+
+// Removes blanks (space, tab, CR, LF) at both ends.
+std::string_view TrimBlanks(std::string_view text);
+
+// Removes one pair of enclosing double quotes from a text of at least two
+// characters; other texts are returned unchanged.
+std::string_view Unquote(std::string_view text);
+
+// Calls visit(line) for every line of text, split at '\n'; a last line
+// without '\n' counts too.  Stops early when visit returns false.
+template <typename Visit>
+void ForEachLine(std::string_view text, Visit visit)
+{
+    while (!text.empty()) {
+        const size_t end = text.find('\n');
+        const std::string_view line = text.substr(0, end);
+        if (!visit(line))
+            return;
+        if (end == std::string_view::npos)
+            return;
+        text.remove_prefix(end + 1);
+    }
+}
+
+}  // namespace base
+
+#endif

@@ -1,0 +1,50 @@
+#include "privilege/identity.h"
+
+#include <grp.h>
+#include <unistd.h>
+
+namespace arx::privilege {
+
+bool SwitchEffective(uid_t uid, gid_t gid)
+{
+    const uid_t currentUid = geteuid();
+    const gid_t currentGid = getegid();
+    if (uid == kUnchangedUid)
+        uid = currentUid;
+    if (uid == currentUid && (gid == kUnchangedGid || gid == currentGid))
+        return true;
+    if (uid != currentUid && currentUid != 0 && setresuid(kUnchangedUid, 0, kUnchangedUid) != 0)
+        return false;
+    if (gid != kUnchangedGid && gid != currentGid && setresgid(kUnchangedGid, gid, kUnchangedGid) != 0)
+        return false;
+    return uid == currentUid || setresuid(kUnchangedUid, uid, kUnchangedUid) == 0;
+}
+
+bool BecomeRootGroupFirst()
+{
+    bool ok = true;
+    if (getegid() != 0)
+        ok = setresgid(kUnchangedGid, 0, kUnchangedGid) == 0;
+    if (geteuid() != 0)
+        ok = setresuid(kUnchangedUid, 0, kUnchangedUid) == 0 && ok;
+    return ok;
+}
+
+IdentitySnapshot::IdentitySnapshot()
+{
+    getresuid(&uid_[0], &uid_[1], &uid_[2]);
+    getresgid(&gid_[0], &gid_[1], &gid_[2]);
+    const int count = getgroups(0, nullptr);
+    groups_.resize(count > 0 ? static_cast<size_t>(count) : 0);
+    if (count > 0 && getgroups(count, groups_.data()) != count)
+        groups_.clear();
+}
+
+bool IdentitySnapshot::Restore() const
+{
+    return (geteuid() == 0 || setresuid(kUnchangedUid, 0, kUnchangedUid) == 0) &&
+           setgroups(groups_.size(), groups_.data()) == 0 && setresgid(gid_[0], gid_[1], gid_[2]) == 0 &&
+           setresuid(uid_[0], uid_[1], uid_[2]) == 0;
+}
+
+}  // namespace arx::privilege
