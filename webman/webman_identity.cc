@@ -3,6 +3,7 @@
 
 #include <arx/webman.h>
 
+#include <grp.h>
 #include <unistd.h>
 
 #include <functional>
@@ -64,8 +65,16 @@ int SwitchTo(const char* sid, const char* user, const IdSetter& setGid, const Id
     }
     // The platform's initgroups: the users are the platform's, whose groups
     // the system's NSS need not know.
-    if (VLIBUserInitGroups(user, static_cast<gid_t>(gid)) == -1)
+    if (VLIBUserInitGroups(user, static_cast<gid_t>(gid)) == -1) {
         LogSwitchFailure(__LINE__, "initgroup", user, sid);
+        // The switch goes on, but never with the groups the process had
+        // (root's): the user's own group is the one left.
+        const gid_t own = static_cast<gid_t>(gid);
+        if (setgroups(1, &own) != 0) {
+            LogSwitchFailure(__LINE__, "set groups", user, sid);
+            return -1;  // nothing has changed yet
+        }
+    }
     if (setGid(sid, user) < 0) {
         LogSwitchFailure(__LINE__, "set GID", user, sid);
         RestoreIdentity(before);

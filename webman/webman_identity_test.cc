@@ -52,7 +52,20 @@ Function Next(const char* name)
 
 using IdFunction = int (*)(const char*, const char*);
 
+bool g_failSetgroups = false;
+
 }  // namespace
+
+extern "C" int setgroups(size_t size, const gid_t* list)
+{
+    using Function = int (*)(size_t, const gid_t*);
+    static const Function next = Next<Function>("setgroups");
+    if (g_failSetgroups) {
+        errno = EPERM;
+        return -1;
+    }
+    return next(size, list);
+}
 
 extern "C" int VLIBUserInitGroups(const char* user, gid_t group)
 {
@@ -220,10 +233,18 @@ TEST_F(IdentityTest, FailuresAreLoggedAndLeaveTheIdentityAsItWas)
     }
 
     const auto run = Switch(alice_, &WebMan::setEUGID, initgroups);
-    EXPECT_EQ(run.output, "0 uid 0/2002/0 gid 0/2100/0 " + before.substr(before.find("groups")))
-        << "a failed initgroups does not stop the switch";
+    EXPECT_EQ(run.output, "0 uid 0/2002/0 gid 0/2100/0 groups 2100")
+        << "a failed initgroups does not stop the switch, nor leave the server's groups";
     EXPECT_EQ(WithoutLineNumbers(run.logLines),
               std::vector<std::string>{"webman(#) failed to initgroup for user=alice" + tail});
+
+    g_failSetgroups = true;
+    const auto refused = Switch(alice_, &WebMan::setEUGID, initgroups);
+    g_failSetgroups = false;
+    EXPECT_EQ(refused.output, "-1 " + before) << "without groups of its own the switch is refused";
+    EXPECT_EQ(WithoutLineNumbers(refused.logLines),
+              (std::vector<std::string>{"webman(#) failed to initgroup for user=alice" + tail,
+                                        "webman(#) failed to set groups for user=alice" + tail}));
 }
 
 TEST_F(IdentityTest, SetEUidAsksForAdministratorsFirst)

@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <functional>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -10,6 +11,7 @@
 
 #include <arx/webutils.h>
 
+#include "testing/child_process.h"
 #include "testing/temp_root.h"
 
 namespace {
@@ -80,13 +82,63 @@ TEST(JsonSettingsFileTest, SaveRewritesTheSameFileInPlace)
     EXPECT_EQ(after.st_mode & 07777, 0600u);
 }
 
-TEST(JsonSettingsFileTest, SaveFailsWhereNoFileCanBeWritten)
+// What a user may plant where a root process later reads or writes its
+// settings: none of it may lead the process to another file or hold it.
+TEST(JsonSettingsFileTest, PlantedLinksFifosAndSecondNamesAreRefused)
+{
+    struct Row {
+        const char* description;
+        std::function<void(const TempRoot&)> plant;  // at "/dir/settings"
+    };
+    const Row rows[] = {
+        {"a link to a root-only file", [](const TempRoot& root) {
+             symlink(root.Path("/secret").c_str(), root.Path("/dir/settings").c_str());
+         }},
+        {"a dangling link to where a file would be created", [](const TempRoot& root) {
+             symlink(root.Path("/created").c_str(), root.Path("/dir/settings").c_str());
+         }},
+        {"a second name of a root-only file", [](const TempRoot& root) {
+             link(root.Path("/secret").c_str(), root.Path("/dir/settings").c_str());
+         }},
+        {"a FIFO", [](const TempRoot& root) { mkfifo(root.Path("/dir/settings").c_str(), 0666); }},
+        {"a directory", [](const TempRoot& root) { root.MakeDirs("/dir/settings"); }},
+        {"no directory at all", [](const TempRoot& root) { rmdir(root.Path("/dir").c_str()); }},
+    };
+    for (const Row& row : rows) {
+        TempRoot root;
+        root.WriteFile("/secret", "{\"secret\":1}\n", 0600);
+        root.MakeDirs("/dir", 0777);
+        row.plant(root);
+        const std::string path = root.Path("/dir/settings");
+        // In a child with an alarm: an open that waits on a FIFO fails the
+        // row instead of holding the suite.
+        const auto run = arx_testing::RunInChild([&path] {
+            alarm(10);
+            Json::Value value = Json::objectValue;
+            Json::Value loaded;
+            const bool load = WebUtils::LoadJsonFile(loaded, path.c_str());
+            const bool save = WebUtils::SaveJsonFile(value, path.c_str());
+            printf("%d%d%d", load, save, WebUtils::LockFile(path.c_str(), true) >= 0);
+        });
+        EXPECT_EQ(run.output, "000") << row.description;
+        EXPECT_EQ(root.ReadFile("/secret"), "{\"secret\":1}\n") << row.description;
+        EXPECT_NE(access(root.Path("/created").c_str(), F_OK), 0) << row.description;
+    }
+    Json::Value value;
+    EXPECT_FALSE(WebUtils::SaveJsonFile(value, nullptr));
+}
+
+TEST(JsonSettingsFileTest, NewFilesGetTheirModeWhateverTheUmask)
 {
     TempRoot root;
     Json::Value value = Parse("{\"a\":1}");
-    EXPECT_FALSE(WebUtils::SaveJsonFile(value, root.Path("/no/such/dir/settings").c_str()));
-    EXPECT_FALSE(WebUtils::SaveJsonFile(value, root.dir().c_str()));
-    EXPECT_FALSE(WebUtils::SaveJsonFile(value, nullptr));
+    const mode_t before = umask(077);
+    const bool saved = WebUtils::SaveJsonFile(value, root.Path("/settings").c_str());
+    umask(before);
+    ASSERT_TRUE(saved);
+    struct stat st;
+    ASSERT_EQ(stat(root.Path("/settings").c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 07777, 0644u);
 }
 
 TEST(JsonSettingsFileTest, LockFileTakesTheLockOnTheFileItself)
