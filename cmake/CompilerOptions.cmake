@@ -37,15 +37,15 @@ endfunction()
 # lookup; programs and tests still interpose between libraries).
 #
 # Imports are bound at load time (-z now), so the relocated tables become
-# read-only (full RELRO).  For whoami.cgi this costs about 40 microseconds
-# per process more than lazy binding; the libraries run as root, and the
-# hardening is worth it (docs/benchmarks.md).  Code and read-only data share one segment (-z noseparate-code):
-# every mapping is set up and torn down once per request, and two fewer per
-# library saved about 60 microseconds per process (docs/benchmarks.md).
+# read-only (full RELRO); code lives in segments of its own, away from the
+# headers and read-only data (separate code, the linker's default).  Both
+# cost a CGI process some microseconds (docs/benchmarks.md); the libraries
+# run as root and parse untrusted input, and the hardening is worth it.
 function(arx_shared_library_options target)
   if(NOT ARX_SANITIZE AND NOT ARX_FUZZ)
     target_link_options(${target} PRIVATE -Wl,--no-undefined)
   endif()
   target_link_options(${target} PRIVATE -Wl,--as-needed -Wl,-O1 -Wl,-Bsymbolic-functions
-                      -Wl,-z,now -Wl,-z,relro -Wl,-z,noseparate-code)
+                      -Wl,-z,now -Wl,-z,relro
+                      -Wl,-z,separate-code)
 endfunction()

@@ -3,6 +3,7 @@
 
 #include "security/csp_validate.h"
 
+#include <ctype.h>
 #include <errno.h>
 
 #include <json/writer.h>
@@ -137,6 +138,17 @@ bool IsValidStandalone(const Json::Value& standalone)
     return true;
 }
 
+// "https:" is a scheme source that browsers honour for every host of the
+// scheme; the pattern would let it through as a source whose host part is
+// left out.
+bool IsBareScheme(const std::string& url)
+{
+    static constexpr char kSchemeCharacters[] =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789+-.";
+    return url.size() >= 2 && url.back() == ':' && isalpha(static_cast<unsigned char>(url[0])) &&
+           url.find_first_not_of(kSchemeCharacters) == url.size() - 1;
+}
+
 }  // namespace
 
 bool IsFileName(const std::string& name)
@@ -156,7 +168,7 @@ bool IsValidUrl(const std::string& url)
         if (c < ' ' || c == 0x7f || c == ';' || c == ',')
             return false;
     }
-    return FullMatch(kUrlPattern, url);
+    return !IsBareScheme(url) && FullMatch(kUrlPattern, url);
 }
 
 bool IsValidConf(const Json::Value& jsConf)

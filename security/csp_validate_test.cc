@@ -40,7 +40,6 @@ TEST(CspValidateTest, OnlyHostSourcesAreValidUrls)
         {"ws host", "ws://push.example.com", true},
         {"bare scheme with its slashes", "https://", true},
         {"bare wss scheme with its slashes", "wss://", true},
-        {"bare scheme without slashes (the host part is optional)", "https:", true},
         {"a leading '-.' label", "-.example.com", true},
         {"the longest source", longHost, true},
 
@@ -48,6 +47,10 @@ TEST(CspValidateTest, OnlyHostSourcesAreValidUrls)
         {"quoted keyword", "'self'", false},
         {"quoted keyword unsafe-inline", "'unsafe-inline'", false},
         {"scheme-only source data:", "data:", false},
+        {"bare scheme https: opens a directive to every https host", "https:", false},
+        {"bare scheme http:", "http:", false},
+        {"bare scheme wss:", "wss:", false},
+        {"bare scheme ws:", "ws:", false},
         {"scheme-only source blob:", "blob:", false},
         {"any host", "*", false},
         {"'*.' on a top-level label", "*.com", false},

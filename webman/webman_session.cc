@@ -73,7 +73,8 @@ int WebMan::LogoutByUser(const char* user)
 
 bool WebMan::RemoveSessionByIndex(CURRENT_USER_INDEX index, const char* value)
 {
-    return VornCgiRemoveSessionByIndex(&cgi_, index, value) != 0;
+    // The number ended: -1 is the platform's failure, not a success.
+    return VornCgiRemoveSessionByIndex(&cgi_, index, value) > 0;
 }
 
 int WebMan::RemoveSessionByFunc(VornCgiSessionFilter filter, void* data)

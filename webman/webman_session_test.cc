@@ -126,10 +126,11 @@ TEST_F(WebManSessionTest, EndingSessions)
         const bool out = web.Logout();
         const bool again = web.Logout();
         const bool byIndex = web.RemoveSessionByIndex(CURRENT_USER_INDEX_SID, admin.c_str());
+        const bool badIndex = web.RemoveSessionByIndex(static_cast<CURRENT_USER_INDEX>(7), "x");  // -1
         const int byUser = web.LogoutByUser("ALICE");
-        printf("%d %d %d %d %d", checked, out, again, byIndex, byUser);
+        printf("%d %d %d %d %d %d", checked, out, again, byIndex, badIndex, byUser);
     });
-    EXPECT_EQ(seen, "1 1 0 1 1") << "the second session of alice is the one left to end by user";
+    EXPECT_EQ(seen, "1 1 0 1 0 1") << "the second session of alice is the one left to end by user";
 }
 
 TEST_F(WebManSessionTest, SkippingTheAddressCheck)
