@@ -10,7 +10,9 @@
 //       -> {"success": true}, or {"success": false, "error": "..."}
 //
 // Saving validates the config and regenerates the policy; an invalid config
-// is refused and changes nothing.  The reasons are in the system log.
+// is refused and changes nothing.  The reasons are in the system log.  Only
+// POST, listing included: the program changes state, and a GET would need
+// no session token.
 
 #include <string>
 #include <vector>
@@ -23,6 +25,8 @@
 #include <arx/csp_rule.h>
 #include <arx/json_file.h>
 #include <arx/webman.h>
+
+#include "cgi-bin/request_checks.h"
 
 namespace {
 
@@ -105,10 +109,10 @@ int main()
 {
     WebMan web(true);
     web.AddSecurityHeaders(nullptr);
-    // Administrators only, checked before anything is read or changed; a
-    // refused request is answered by the check, with the security headers
-    // queued above.
-    if (!web.IsAuthorized(nullptr, VORN_AUTH_ADMIN, CGI_POSITION_DESKTOP))
+    // POST and administrators only, checked before anything is read or
+    // changed; a refused request is answered here, with the security
+    // headers queued above.
+    if (AnsweredUnlessPost(web) || !web.IsAuthorized(nullptr, VORN_AUTH_ADMIN, CGI_POSITION_DESKTOP))
         return 0;
     Json::Value reply = Answer(web.In());
     web.WriteHeader("application/json; charset=\"UTF-8\"");

@@ -11,18 +11,22 @@
 //       "otp_required"       send the one-time code as otp_code
 //       "otp_wrong"          the one-time code given was wrong or used
 //       "blocked"            too many failures from this address
+//       "cross_site"         the form was sent from a page of another site
 //       "system_error"
 //
+// Only POST, and only from the appliance's own pages: a login runs before
+// any session (and so any token) exists, so a page of another site could
+// otherwise log the browser in to an account of its choosing.
 // State-changing requests of the session carry "token" as the header
 // X-VornToken (or the parameter VornToken).
-
-#include <stdlib.h>
 
 #include <string>
 
 #include <json/json.h>
 
 #include <arx/webman.h>
+
+#include "cgi-bin/request_checks.h"
 
 namespace {
 
@@ -54,7 +58,6 @@ const char* ErrorOf(int result, bool codeGiven)
 
 void Answer(WebMan& web, Json::Value& reply)
 {
-    web.AddSecurityHeaders(nullptr);
     web.AddHeader("Cache-control", "no-store");
     web.WriteHeader("application/json; charset=\"UTF-8\"");
     web.WriteBody(reply);
@@ -65,12 +68,14 @@ void Answer(WebMan& web, Json::Value& reply)
 int main()
 {
     WebMan web(true);
+    web.AddSecurityHeaders(nullptr);
+    if (AnsweredUnlessPost(web))
+        return 0;
     Json::Value reply(Json::objectValue);
-    const char* method = getenv("REQUEST_METHOD");
-    if (method == nullptr || std::string(method) != "POST") {
-        web.AddHeader("Status", "405 Method Not Allowed");
+    if (IsCrossSiteRequest()) {
+        web.AddHeader("Status", "403 Forbidden");
         reply["success"] = false;
-        reply["error"] = "method";
+        reply["error"] = "cross_site";
         Answer(web, reply);
         return 0;
     }

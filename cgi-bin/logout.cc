@@ -5,28 +5,20 @@
 // Without a valid session the authorization failure is the answer.  Only
 // POST: a state-changing request must carry the token, which GET need not.
 
-#include <stdlib.h>
-#include <string.h>
-
 #include <json/json.h>
 
 #include <arx/webman.h>
+
+#include "cgi-bin/request_checks.h"
 
 int main()
 {
     WebMan web(true);
     web.AddSecurityHeaders(nullptr);
-    Json::Value reply(Json::objectValue);
-    const char* method = getenv("REQUEST_METHOD");
-    if (method == nullptr || strcmp(method, "POST") != 0) {
-        web.AddHeader("Status", "405 Method Not Allowed");
-        reply["success"] = false;
-        reply["error"] = "method";
-    } else if (!web.IsAuthorized(nullptr, VORN_AUTH_USER, CGI_POSITION_DESKTOP)) {
+    if (AnsweredUnlessPost(web) || !web.IsAuthorized(nullptr, VORN_AUTH_USER, CGI_POSITION_DESKTOP))
         return 0;
-    } else {
-        reply["success"] = web.Logout();
-    }
+    Json::Value reply(Json::objectValue);
+    reply["success"] = web.Logout();
     web.AddHeader("Cache-control", "no-store");
     web.WriteHeader("application/json; charset=\"UTF-8\"");
     web.WriteBody(reply);

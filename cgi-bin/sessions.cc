@@ -8,7 +8,6 @@
 // session to it as a json-c object.  Only POST: a state-changing request
 // must carry the session token, which GET need not.
 
-#include <stdlib.h>
 #include <string.h>
 
 #include <string>
@@ -17,6 +16,8 @@
 #include <json/json.h>
 
 #include <arx/webman.h>
+
+#include "cgi-bin/request_checks.h"
 
 namespace {
 
@@ -52,17 +53,10 @@ int main()
 {
     WebMan web(true);
     web.AddSecurityHeaders(nullptr);
-    Json::Value reply(Json::objectValue);
-    const char* method = getenv("REQUEST_METHOD");
-    if (method == nullptr || strcmp(method, "POST") != 0) {
-        web.AddHeader("Status", "405 Method Not Allowed");
-        reply["success"] = false;
-        reply["error"] = "method";
-    } else if (!web.IsAuthorized(nullptr, VORN_AUTH_ADMIN, CGI_POSITION_DESKTOP)) {
+    if (AnsweredUnlessPost(web) || !web.IsAuthorized(nullptr, VORN_AUTH_ADMIN, CGI_POSITION_DESKTOP))
         return 0;
-    } else {
-        EndSessions(web, reply);
-    }
+    Json::Value reply(Json::objectValue);
+    EndSessions(web, reply);
     web.AddHeader("Cache-control", "no-store");
     web.WriteHeader("application/json; charset=\"UTF-8\"");
     web.WriteBody(reply);
