@@ -7,10 +7,22 @@
 #include <unistd.h>
 
 #include <json/reader.h>
+#include <vorn/log.h>
+
+#include "base/json_cursor.h"
+#include "webman/log_source.h"
+
+using arx::webman::kWebManLogSource;
 
 namespace {
 
 constexpr char kDefaultContentType[] = "text/plain; charset=\"UTF-8\"";
+
+// What a request's JSON may make the reader build: a few KiB of body can
+// otherwise take many MiB of values, before anyone is authorized.  Real
+// parameters come nowhere near.
+constexpr int kDeepestJson = 128;
+constexpr size_t kMostJsonValues = 100000;
 
 }  // namespace
 
@@ -60,10 +72,16 @@ bool WebMan::LoadJSONParam(char* text)
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
     Json::Reader reader;
 #pragma GCC diagnostic pop
+    const size_t length = strlen(text);
+    if (!base::JsonWithinBounds(std::string_view(text, length), kDeepestJson, kMostJsonValues)) {
+        VLIBCLog(LOG_ERR, "%s (%d) JSON parameters refused: deeper than %d or more than %zu values", kWebManLogSource,
+                 __LINE__, kDeepestJson, kMostJsonValues);
+        return false;
+    }
     Json::Value parsed;
     bool ok = false;
     try {
-        ok = reader.parse(text, text + strlen(text), parsed, true);
+        ok = reader.parse(text, text + length, parsed, true);
     } catch (const std::exception&) {
         ok = false;  // nesting deeper than the reader's limit
     }

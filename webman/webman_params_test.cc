@@ -15,6 +15,14 @@ using arx_testing::GetRequest;
 using arx_testing::PostRequest;
 using arx_testing::RunInChild;
 
+std::string Repeat(const std::string& text, int times)
+{
+    std::string repeated;
+    for (int i = 0; i < times; ++i)
+        repeated += text;
+    return repeated;
+}
+
 // What a program sees of its parameters: In() as compact JSON (or NULL)
 // and In(name, "d") for a few names, printed by a child process that runs
 // as a CGI program with the given request.
@@ -58,6 +66,9 @@ TEST(WebManParamsTest, JsonAndFormBodiesAreReadTheWayProgramsExpect)
         {"JSON in a query string", GetRequest("%7B%22a%22%3A1%7D"), "In()=NULL a=d b=d"},
         {"nothing at all", GetRequest(""), "In()=NULL a=d b=d"},
         {"nesting beyond the reader's limit", PostRequest(std::string(5000, '[')), "In()=NULL a=d b=d"},
+        {"nesting deeper than parameters need", PostRequest(std::string(129, '[') + std::string(129, ']')),
+         "In()=NULL a=d b=d"},
+        {"more values than parameters need", PostRequest("[" + Repeat("0,", 100000) + "0]"), "In()=NULL a=d b=d"},
     };
     for (const Row& row : rows) {
         arx_testing::TempRoot root;
