@@ -2,11 +2,10 @@
 //
 // The users of these tests live in the test root's files only; the
 // supplementary groups come from there through the platform's initgroups.
-// This binary defines the platform's group setter, id lookups and setters
-// itself, passing the calls on unless a failure is injected.
+// This binary defines the platform's group setter, id lookups and setters,
+// the administrators check and setgroups itself, passing the calls on
+// unless a plan makes one fail.
 
-#include <dlfcn.h>
-#include <errno.h>
 #include <grp.h>
 #include <unistd.h>
 
@@ -19,7 +18,9 @@
 #include <vorn/err.h>
 #include <vorn/user.h>
 
+#include "testing/as_root.h"
 #include "testing/child_process.h"
+#include "testing/interpose.h"
 #include "testing/log_capture.h"
 #include "testing/sessions.h"
 #include "testing/temp_root.h"
@@ -27,86 +28,50 @@
 
 namespace {
 
-// Which call of each function fails (1 = the first), 0 for none.
-struct Faults {
-    int initgroups = 0;
-    int gidGet = 0;
-    int uidGet = 0;
-    int adminCheck = 0;
-    int gidSet = 0;
-    int uidSet = 0;
+struct Plans {
+    arx_testing::FaultPlan initgroups, gidGet, uidGet, adminCheck, gidSet, uidSet, setgroups;
 };
-Faults g_faults;
-Faults g_calls;
-
-bool Fails(int& calls, int failing)
-{
-    return ++calls == failing;
-}
-
-template <typename Function>
-Function Next(const char* name)
-{
-    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
-}
-
-using IdFunction = int (*)(const char*, const char*);
-
-bool g_failSetgroups = false;
+Plans g_plans;
 
 }  // namespace
 
-extern "C" int setgroups(size_t size, const gid_t* list)
-{
-    using Function = int (*)(size_t, const gid_t*);
-    static const Function next = Next<Function>("setgroups");
-    if (g_failSetgroups) {
-        errno = EPERM;
-        return -1;
-    }
-    return next(size, list);
-}
-
 extern "C" int VLIBUserInitGroups(const char* user, gid_t group)
 {
-    using Function = int (*)(const char*, gid_t);
-    static const Function next = Next<Function>("VLIBUserInitGroups");
-    return Fails(g_calls.initgroups, g_faults.initgroups) ? -1 : next(user, group);
+    return g_plans.initgroups.Fails() ? -1 : ARX_NEXT(VLIBUserInitGroups)(user, group);
 }
 
 extern "C" int VornCgiGIDGet(const char* sid, const char* user)
 {
-    static const IdFunction next = Next<IdFunction>("VornCgiGIDGet");
-    return Fails(g_calls.gidGet, g_faults.gidGet) ? -1 : next(sid, user);
+    return g_plans.gidGet.Fails() ? -1 : ARX_NEXT(VornCgiGIDGet)(sid, user);
 }
 
 extern "C" int VornCgiUIDGet(const char* sid, const char* user)
 {
-    static const IdFunction next = Next<IdFunction>("VornCgiUIDGet");
-    return Fails(g_calls.uidGet, g_faults.uidGet) ? -1 : next(sid, user);
+    return g_plans.uidGet.Fails() ? -1 : ARX_NEXT(VornCgiUIDGet)(sid, user);
 }
 
 extern "C" int VornCgiGidSet(const char* sid, const char* user)
 {
-    static const IdFunction next = Next<IdFunction>("VornCgiGidSet");
-    return Fails(g_calls.gidSet, g_faults.gidSet) ? -1 : next(sid, user);
+    return g_plans.gidSet.Fails() ? -1 : ARX_NEXT(VornCgiGidSet)(sid, user);
 }
 
 extern "C" int VornCgiUidSet(const char* sid, const char* user)
 {
-    static const IdFunction next = Next<IdFunction>("VornCgiUidSet");
-    return Fails(g_calls.uidSet, g_faults.uidSet) ? -1 : next(sid, user);
+    return g_plans.uidSet.Fails() ? -1 : ARX_NEXT(VornCgiUidSet)(sid, user);
+}
+
+extern "C" int setgroups(size_t size, const gid_t* list)
+{
+    return g_plans.setgroups.Fails() ? -1 : ARX_NEXT(setgroups)(size, list);
 }
 
 extern "C" int VLIBGroupIsAdminGroupMem(const char* user, int flags)
 {
-    using Function = int (*)(const char*, int);
-    static const Function next = Next<Function>("VLIBGroupIsAdminGroupMem");
-    if (Fails(g_calls.adminCheck, g_faults.adminCheck)) {
+    if (g_plans.adminCheck.Fails()) {
         VLIBCErrSetEx(VLIB_ERR_OPEN_FAILED, "user_db", 42);
         return -1;
     }
-    return next(user, flags);
+    return ARX_NEXT(VLIBGroupIsAdminGroupMem)(user, flags);
 }
 
 namespace {
@@ -114,6 +79,12 @@ namespace {
 using arx_testing::kAdmin;
 using arx_testing::kAlice;
 using arx_testing::WithoutLineNumbers;
+
+// Which call of which function fails: the n-th from the switch on.
+struct Fault {
+    arx_testing::FaultPlan Plans::*plan = nullptr;
+    int call = 0;
+};
 
 // The real, effective and saved ids and the groups (the kernel keeps them
 // sorted), as one line.
@@ -133,34 +104,35 @@ std::string Identity()
     return text;
 }
 
-class IdentityTest : public ::testing::Test {
+class IdentityTest : public arx_testing::AsRootTest {
 protected:
     void SetUp() override
     {
-        if (getuid() != 0 || geteuid() != 0)
-            GTEST_SKIP() << "switching identities needs root";
+        AsRootTest::SetUp();
+        if (IsSkipped())
+            return;
         arx_testing::WriteUserDatabase(root_);
         alice_ = arx_testing::LoginSession("alice", kAlice.password);
         admin_ = arx_testing::LoginSession("admin", kAdmin.password);
         ASSERT_FALSE(alice_.empty());
         ASSERT_FALSE(admin_.empty());
-        g_faults = Faults();
     }
-    void TearDown() override { g_faults = Faults(); }
 
     // Runs a request of the session sid (none when empty) in a child: the
-    // check, then switch(web); prints its result and the identity after.
-    arx_testing::ChildResult Switch(const std::string& sid, int (WebMan::*operation)(), const Faults& faults = {})
+    // check, then the operation with the faults armed; prints its result
+    // and the identity after.
+    arx_testing::ChildResult Switch(const std::string& sid, int (WebMan::*operation)(),
+                                    std::vector<Fault> faults = {})
     {
-        g_faults = faults;
         std::vector<std::pair<std::string, std::string>> env = {{"REMOTE_ADDR", "127.0.0.1"}};
         if (!sid.empty())
             env.push_back({"HTTP_COOKIE", "id=" + sid});
         return arx_testing::RunInChild(
-            [operation] {
+            [operation, faults] {
                 WebMan web(false);
                 web.CheckAuthorized(VORN_AUTH_USER, CGI_POSITION_DESKTOP, false);
-                g_calls = Faults();  // count from the switch on
+                for (const Fault& fault : faults)
+                    (g_plans.*fault.plan).FailCall(fault.call);
                 const int result = (web.*operation)();
                 printf("%d %s", result, Identity().c_str());
             },
@@ -171,28 +143,19 @@ protected:
     std::string alice_, admin_;
 };
 
-TEST_F(IdentityTest, AnOrdinaryUserGetsHisIdsAndGroups)
+TEST_F(IdentityTest, EachUserGetsHisIdsAndGroups)
 {
-    const auto run = Switch(alice_, &WebMan::setEUGID);
-    EXPECT_EQ(run.output, "0 uid 0/2002/0 gid 0/2100/0 groups 2100 2201 2202");
-    EXPECT_TRUE(run.logLines.empty());
-}
-
-TEST_F(IdentityTest, AnAdministratorActsAsRoot)
-{
-    const auto run = Switch(admin_, &WebMan::setEUGID);
-    EXPECT_EQ(run.output, "0 uid 0/0/0 gid 0/2001/0 groups 101 2001 2201");
-}
-
-TEST_F(IdentityTest, ThePermanentSwitchKeepsTheAdministratorsOwnUid)
-{
+    EXPECT_EQ(Switch(alice_, &WebMan::setEUGID).output, "0 uid 0/2002/0 gid 0/2100/0 groups 2100 2201 2202");
+    EXPECT_EQ(Switch(admin_, &WebMan::setEUGID).output, "0 uid 0/0/0 gid 0/2001/0 groups 101 2001 2201")
+        << "an administrator acts as root";
     EXPECT_EQ(Switch(alice_, &WebMan::setUGID).output,
               "0 uid 2002/2002/2002 gid 2100/2100/2100 groups 2100 2201 2202");
     EXPECT_EQ(Switch(admin_, &WebMan::setUGID).output,
-              "0 uid 2001/2001/2001 gid 2001/2001/2001 groups 101 2001 2201");
+              "0 uid 2001/2001/2001 gid 2001/2001/2001 groups 101 2001 2201")
+        << "the permanent switch keeps the administrator's own uid";
 }
 
-TEST_F(IdentityTest, FailuresAreLoggedAndLeaveTheIdentityAsItWas)
+TEST_F(IdentityTest, FailuresAreLoggedAndLeaveNoMixedIdentity)
 {
     const std::string before = Identity();
     const std::string tail = ", sid=" + alice_;
@@ -200,64 +163,51 @@ TEST_F(IdentityTest, FailuresAreLoggedAndLeaveTheIdentityAsItWas)
         const char* description;
         std::string sid;
         int (WebMan::*operation)();
-        Faults faults;
-        int result;
+        std::vector<Fault> faults;
+        std::string output;
         std::vector<std::string> lines;
     };
-    Faults gidGet, initgroups, secondGidGet, adminCheck, uidGet, gidSet, uidSet;
-    gidGet.gidGet = 1;
-    initgroups.initgroups = 1;
-    secondGidGet.gidGet = 2;
-    adminCheck.adminCheck = 1;
-    uidGet.uidGet = 1;
-    gidSet.gidSet = 1;
-    uidSet.uidSet = 1;
     const Row rows[] = {
-        {"no session", "", &WebMan::setEUGID, {}, -1, {"webman(#) bad parameter"}},
-        {"the gid lookup", alice_, &WebMan::setEUGID, gidGet, -1, {"webman(#) failed to get GID for user=alice" + tail}},
-        {"the group switch", alice_, &WebMan::setEUGID, secondGidGet, -1,
+        {"no session", "", &WebMan::setEUGID, {}, "-1 " + before, {"webman(#) bad parameter"}},
+        {"the gid lookup", alice_, &WebMan::setEUGID, {{&Plans::gidGet, 1}}, "-1 " + before,
+         {"webman(#) failed to get GID for user=alice" + tail}},
+        {"the group switch", alice_, &WebMan::setEUGID, {{&Plans::gidGet, 2}}, "-1 " + before,
          {"webman(#) failed to set GID for user=alice" + tail}},
-        {"the administrators lookup", alice_, &WebMan::setEUGID, adminCheck, -1,
+        {"the administrators lookup", alice_, &WebMan::setEUGID, {{&Plans::adminCheck, 1}}, "-1 " + before,
          {"webman:# VLIBGroupIsAdminGroupMem(alice) failed. [0x0900 user_db:42]",
           "webman(#) failed to set UID for user=alice" + tail}},
-        {"the uid lookup", alice_, &WebMan::setEUGID, uidGet, -1, {"webman(#) failed to set UID for user=alice" + tail}},
-        {"the platform's gid setter", alice_, &WebMan::setUGID, gidSet, -1,
-         {"webman(#) failed to set GID for user=alice" + tail}},
-        {"the platform's uid setter", alice_, &WebMan::setUGID, uidSet, -1,
+        {"the uid lookup", alice_, &WebMan::setEUGID, {{&Plans::uidGet, 1}}, "-1 " + before,
          {"webman(#) failed to set UID for user=alice" + tail}},
+        {"the platform's gid setter", alice_, &WebMan::setUGID, {{&Plans::gidSet, 1}}, "-1 " + before,
+         {"webman(#) failed to set GID for user=alice" + tail}},
+        {"the platform's uid setter", alice_, &WebMan::setUGID, {{&Plans::uidSet, 1}}, "-1 " + before,
+         {"webman(#) failed to set UID for user=alice" + tail}},
+        {"initgroups does not stop the switch, nor leave the server's groups", alice_, &WebMan::setEUGID,
+         {{&Plans::initgroups, 1}}, "0 uid 0/2002/0 gid 0/2100/0 groups 2100",
+         {"webman(#) failed to initgroup for user=alice" + tail}},
+        {"without groups of its own the switch is refused", alice_, &WebMan::setEUGID,
+         {{&Plans::initgroups, 1}, {&Plans::setgroups, 1}}, "-1 " + before,
+         {"webman(#) failed to initgroup for user=alice" + tail,
+          "webman(#) failed to set groups for user=alice" + tail}},
     };
     for (const Row& row : rows) {
         const auto run = Switch(row.sid, row.operation, row.faults);
-        EXPECT_EQ(run.output, std::to_string(row.result) + " " + before) << row.description;
+        EXPECT_EQ(run.output, row.output) << row.description;
         EXPECT_EQ(WithoutLineNumbers(run.logLines), row.lines) << row.description;
     }
-
-    const auto run = Switch(alice_, &WebMan::setEUGID, initgroups);
-    EXPECT_EQ(run.output, "0 uid 0/2002/0 gid 0/2100/0 groups 2100")
-        << "a failed initgroups does not stop the switch, nor leave the server's groups";
-    EXPECT_EQ(WithoutLineNumbers(run.logLines),
-              std::vector<std::string>{"webman(#) failed to initgroup for user=alice" + tail});
-
-    g_failSetgroups = true;
-    const auto refused = Switch(alice_, &WebMan::setEUGID, initgroups);
-    g_failSetgroups = false;
-    EXPECT_EQ(refused.output, "-1 " + before) << "without groups of its own the switch is refused";
-    EXPECT_EQ(WithoutLineNumbers(refused.logLines),
-              (std::vector<std::string>{"webman(#) failed to initgroup for user=alice" + tail,
-                                        "webman(#) failed to set groups for user=alice" + tail}));
 }
 
 TEST_F(IdentityTest, SetEUidAsksForAdministratorsFirst)
 {
     const auto run = arx_testing::RunInChild([this] {
         WebMan web(false);
-        g_calls = Faults();
+        g_plans.uidGet.Clear();
         const int admin = web.SetEUid(admin_.c_str(), "admin");
-        printf("admin %d euid %u uid lookups %d\n", admin, geteuid(), g_calls.uidGet);
-        g_calls = Faults();
+        printf("admin %d euid %u uid lookups %d\n", admin, geteuid(), g_plans.uidGet.calls());
+        g_plans.adminCheck.Clear();
         const int noSid = web.SetEUid(nullptr, "alice");
         const int noUser = web.SetEGid(alice_.c_str(), nullptr);
-        printf("null %d %d admin checks %d\n", noSid, noUser, g_calls.adminCheck);
+        printf("null %d %d admin checks %d\n", noSid, noUser, g_plans.adminCheck.calls());
         const int otherUser = web.SetEUid(admin_.c_str(), "alice");
         printf("other user %d euid %u", otherUser, geteuid());
     });
@@ -278,8 +228,7 @@ TEST_F(IdentityTest, AdministratorsAndPreferenceDirectories)
             const std::string staff = web.GetGroupPreferenceDir("staff");
             const std::string none = web.GetGroupPreferenceDir("no-such-group");
             printf("%d %s %s %s\n", admin, own.c_str(), staff.c_str(), none.c_str());
-            g_faults.adminCheck = 1;
-            g_calls = Faults();
+            g_plans.adminCheck.FailCall(1);
             printf("%d", web.IsAdmin());
         },
         arx_testing::WithEnvironment({{"REMOTE_ADDR", "127.0.0.1"}, {"HTTP_COOKIE", "id=" + admin_}}));

@@ -98,18 +98,6 @@ TEST(WebManParamsTest, ParametersAreReadOnce)
     EXPECT_EQ(constructed.output, "0 1");
 }
 
-TEST(WebManParamsTest, NothingToReadLeavesTheContextUsable)
-{
-    arx_testing::TempRoot root;
-    const auto run = RunInChild(
-        [] {
-            WebMan web(true);
-            printf("%d %d %s", web.LoadIn(), web.In() == nullptr, web.In("a", "d"));
-        },
-        GetRequest(""));
-    EXPECT_EQ(run.output, "0 1 d");
-}
-
 TEST(WebManParamsTest, LoadJSONParamKeepsThePreviousValueOnFailure)
 {
     arx_testing::TempRoot root;
@@ -124,19 +112,4 @@ TEST(WebManParamsTest, LoadJSONParamKeepsThePreviousValueOnFailure)
     });
     EXPECT_EQ(run.output, "100 v");
 }
-
-TEST(WebManParamsTest, OversizedBodyYieldsNoParametersAndOneLogLine)
-{
-    arx_testing::TempRoot root;
-    root.WriteFile("/etc/vorninfo.conf", "cgi_max_body=\"8\"\n");
-    const auto run = RunInChild(
-        [] {
-            WebMan web(true);
-            printf("%s", web.In("a", "d"));
-        },
-        PostRequest("a=123456789"));
-    EXPECT_EQ(run.output, "d");
-    EXPECT_EQ(run.logLines.size(), 1u);
-}
-
 }  // namespace
