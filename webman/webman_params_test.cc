@@ -112,4 +112,5 @@ TEST(WebManParamsTest, LoadJSONParamKeepsThePreviousValueOnFailure)
     });
     EXPECT_EQ(run.output, "100 v");
 }
+
 }  // namespace
