@@ -39,6 +39,23 @@ for program in "$build"/cgi-bin/*.cgi; do
   ln -s "$program" "$scratch/www/webapi/$(basename "$program")"
 done
 
+# The static page carries the security headers that the programs send: the
+# policy of the rule files (generated here, as a program's first request
+# would) for the address the appliance serves, and X-Frame-Options.  The
+# programs send their own, so the page's apply outside /webapi/ only.
+headers_tool="$build/demo/security-headers"
+if [ ! -x "$headers_tool" ]; then
+  echo "stage-root: $headers_tool is missing: build the tree first" >&2
+  exit 1
+fi
+headers=$(env -i PATH="$PATH" VORN_ROOT="$scratch/root" HTTP_HOST="127.0.0.1:$port" "$headers_tool")
+response_headers=""
+while IFS= read -r line; do
+  [ -n "$line" ] || continue
+  response_headers+="    \"${line%%: *}\" => \"${line#*: }\",
+"
+done <<< "$headers"
+
 cat > "$scratch/lighttpd.conf" <<CONF
 server.document-root = "$scratch/www"
 server.bind = "127.0.0.1"
@@ -56,6 +73,10 @@ mimetype.assign = (
 )
 \$HTTP["url"] =^ "/webapi/" {
   cgi.assign = (".cgi" => "")
+}
+\$HTTP["url"] !~ "^/webapi/" {
+  setenv.set-response-header = (
+$response_headers  )
 }
 setenv.add-environment = ("VORN_ROOT" => "$scratch/root")
 CONF

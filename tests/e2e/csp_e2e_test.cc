@@ -104,6 +104,25 @@ TEST_F(CspTest, StandalonePageHasItsOwnPolicy)
     EXPECT_NE(response.body.find("<h1>Media centre</h1>"), std::string::npos);
 }
 
+// The web server sends the files of the page with the headers the programs
+// send (staged from the same rule files); a value's trailing blank is not
+// part of it.
+TEST_F(CspTest, StaticFilesCarryTheProgramsHeaders)
+{
+    const std::string policy = std::string(kSystemPolicy).substr(0, sizeof kSystemPolicy - 2);
+    for (const char* file : {"/", "/index.html", "/app.js", "/style.css", "/favicon.svg"}) {
+        const HttpResponse response = Get(appliance_.Url(file));
+        EXPECT_EQ(response.status, 200) << file;
+        EXPECT_EQ(response.HeaderCount("Content-Security-Policy"), 1u) << file;
+        EXPECT_EQ(response.Header("Content-Security-Policy"), policy) << file;
+        EXPECT_EQ(response.HeaderCount("X-Frame-Options"), 1u) << file;
+        EXPECT_EQ(response.Header("X-Frame-Options"), "SAMEORIGIN") << file;
+    }
+    const HttpResponse program = Get(appliance_.Url("/webapi/echo.cgi"));
+    EXPECT_EQ(program.HeaderCount("Content-Security-Policy"), 1u) << "the program's own, not the file's too";
+    EXPECT_EQ(program.HeaderCount("X-Frame-Options"), 1u);
+}
+
 TEST_F(CspTest, HeaderOptionNoSendsNoPolicy)
 {
     Configure("csp_header_option=\"no\"");
