@@ -70,6 +70,7 @@ mimetype.assign = (
   ".json" => "application/json",
   ".png" => "image/png",
   ".jpg" => "image/jpeg",
+  ".svg" => "image/svg+xml",
 )
 \$HTTP["url"] =^ "/webapi/" {
   cgi.assign = (".cgi" => "")

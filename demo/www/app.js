@@ -39,13 +39,18 @@ function refusal(reply) {
   return error ? requestErrors[error] || error : "";
 }
 
+// Shows the session, or the login form with the reason the session ended
+// (none for a visitor who never logged in).
 async function showSession() {
   const reply = await fetch("/webapi/whoami.cgi");
   const why = refusal(reply);
   show("login-section", why !== "");
   show("session-section", why === "");
   if (why !== "") {
+    token = "";
     show("admin-section", false);
+    if (reply.headers.get("x-request-error") !== "unauth")
+      document.getElementById("login-message").textContent = why;
     return;
   }
   const who = await reply.json();
@@ -79,8 +84,8 @@ async function logIn(event) {
 async function logOut() {
   await postForm("/webapi/logout.cgi", {});
   token = "";
-  document.getElementById("login-message").textContent = "Logged out.";
   await showSession();
+  document.getElementById("login-message").textContent = "Logged out.";
 }
 
 async function endSessions(event) {
@@ -117,7 +122,9 @@ async function sendEcho(event) {
     headers: { "Content-Type": asJson ? "application/json" : "application/x-www-form-urlencoded" },
     body: asJson ? JSON.stringify(fields) : new URLSearchParams(fields).toString(),
   });
-  document.getElementById("echo-reply").textContent = await reply.text();
+  const shown = document.getElementById("echo-reply");
+  shown.textContent = await reply.text();
+  shown.hidden = false;
 }
 
 document.getElementById("login-form").addEventListener("submit", logIn);
