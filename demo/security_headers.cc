@@ -8,8 +8,8 @@
 //
 //   security-headers [PAGE]      (PAGE: a page with a policy of its own)
 //
-// Exits 1, printing nothing, when a value could not stand on one line of a
-// configuration file (a control character, a quote or a backslash).
+// Exits 1, printing nothing, when a value holds a control character: it
+// could not stand on one line.
 
 #include <stdio.h>
 
@@ -21,10 +21,10 @@
 
 namespace {
 
-bool FitsOnOneQuotedLine(const std::string& value)
+bool FitsOnOneLine(const std::string& value)
 {
     for (const unsigned char c : value) {
-        if (c < 0x20 || c == 0x7f || c == '"' || c == '\\')
+        if (c < 0x20 || c == 0x7f)
             return false;
     }
     return true;
@@ -45,9 +45,8 @@ int main(int argc, char** argv)
     std::string lines;
     for (const std::string& name : headers.getMemberNames()) {
         const std::string value = headers[name].asString();
-        if (!FitsOnOneQuotedLine(value)) {
-            fprintf(stderr, "security-headers: the value of %s holds a character a configuration line cannot\n",
-                    name.c_str());
+        if (!FitsOnOneLine(value)) {
+            fprintf(stderr, "security-headers: the value of %s holds a control character\n", name.c_str());
             return 1;
         }
         lines += name + ": " + value + "\n";

@@ -1,6 +1,9 @@
 // The security headers through lighttpd: the demo's default rule and its two
 // applications' rule configs, the configuration keys, the rule program.
 
+#include <stdlib.h>
+
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <regex>
@@ -12,6 +15,7 @@
 #include "appliance.h"
 #include "demo_session.h"
 #include "http_client.h"
+#include "testing/temp_root.h"
 
 namespace arx_e2e {
 namespace {
@@ -121,6 +125,28 @@ TEST_F(CspTest, StaticFilesCarryTheProgramsHeaders)
     const HttpResponse program = Get(appliance_.Url("/webapi/echo.cgi"));
     EXPECT_EQ(program.HeaderCount("Content-Security-Policy"), 1u) << "the program's own, not the file's too";
     EXPECT_EQ(program.HeaderCount("X-Frame-Options"), 1u);
+}
+
+// A config may give a source with a quote or a backslash in its path; the
+// files' policy, written into lighttpd's configuration as a quoted string,
+// is still the programs' own.
+TEST(CspStaticFilesTest, SourcesWithQuotesAndBackslashesReachTheFiles)
+{
+    char overlay[] = "/tmp/arx-overlay.XXXXXX";
+    ASSERT_NE(mkdtemp(overlay), nullptr);
+    std::filesystem::create_directories(std::string(overlay) + "/usr/local/etc/csp");
+    std::ofstream(std::string(overlay) + "/usr/local/etc/csp/quoted")
+        << R"({"rule": {"img-src": ["https://a.example.com/x\"y", "https://b.example.com/p\\q\\\"r"]}})";
+    {
+        Appliance appliance(overlay);
+        const std::string program = Get(appliance.Url("/webapi/echo.cgi")).Header("Content-Security-Policy");
+        ASSERT_NE(program.find(R"(img-src 'self' data: https://tiles.example.net *.photos-cdn.example.net )"
+                               R"(https://a.example.com/x"y https://b.example.com/p\q\"r;)"),
+                  std::string::npos)
+            << program;
+        EXPECT_EQ(Get(appliance.Url("/")).Header("Content-Security-Policy") + " ", program);
+    }
+    arx_testing::RemoveTree(overlay);
 }
 
 TEST_F(CspTest, HeaderOptionNoSendsNoPolicy)
