@@ -21,6 +21,22 @@ const requestErrors = {
   system: "The appliance could not answer.",
 };
 
+// The page is busy (aria-busy on <main>) while an action's requests are
+// under way: assistive technology announces it, and tests wait for it.
+let pending = 0;
+
+function busy(action) {
+  return async (...args) => {
+    const main = document.querySelector("main");
+    if (pending++ === 0) main.setAttribute("aria-busy", "true");
+    try {
+      return await action(...args);
+    } finally {
+      if (--pending === 0) main.setAttribute("aria-busy", "false");
+    }
+  };
+}
+
 function show(id, visible) {
   document.getElementById(id).hidden = !visible;
 }
@@ -127,10 +143,10 @@ async function sendEcho(event) {
   shown.hidden = false;
 }
 
-document.getElementById("login-form").addEventListener("submit", logIn);
-document.getElementById("logout-button").addEventListener("click", logOut);
-document.getElementById("refresh-button").addEventListener("click", showSession);
-document.getElementById("end-sessions-form").addEventListener("submit", endSessions);
-document.getElementById("echo-form").addEventListener("submit", sendEcho);
-showNote();
-showSession();
+document.getElementById("login-form").addEventListener("submit", busy(logIn));
+document.getElementById("logout-button").addEventListener("click", busy(logOut));
+document.getElementById("refresh-button").addEventListener("click", busy(() => showSession()));
+document.getElementById("end-sessions-form").addEventListener("submit", busy(endSessions));
+document.getElementById("echo-form").addEventListener("submit", busy(sendEcho));
+busy(showNote)();
+busy(showSession)();

@@ -95,10 +95,13 @@ export function textOf(page, selector) {
   return page.$eval(selector, (element) => element.textContent);
 }
 
-// Waits until every request of the page has finished for a moment, and with
-// it what the page does with the answers.
-export function settle(page) {
-  return page.waitForNetworkIdle({ idleTime: 150, timeout: 10000 });
+// Waits until the page has done what the last step set off: no part of it
+// busy (aria-busy, which the demo page sets while its requests are under
+// way, before the event that started them returns) and no request in
+// flight for a moment.
+export async function settle(page) {
+  await page.waitForFunction(() => !document.querySelector("[aria-busy=true]"));
+  await page.waitForNetworkIdle({ idleTime: 100 });
 }
 
 // Asserts which of the selectors a person sees, as {selector: visible}.
