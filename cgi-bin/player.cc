@@ -17,6 +17,7 @@ constexpr char kHtml[] = R"(<!DOCTYPE html>
 <head>
   <meta charset="utf-8">
   <title>Media centre</title>
+  <link rel="icon" href="/favicon.svg" type="image/svg+xml">
   <link rel="stylesheet" href="/style.css">
 </head>
 <body>

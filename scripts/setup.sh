@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
 # Installs every package the build, the tests and the demo need, from
-# Debian's archive.  Quick when everything is already there.
+# Debian's archive, and the browser tests' driver from npm at the versions
+# tests/browser/package-lock.json pins.  Quick when everything is already
+# there.
 set -euo pipefail
+source_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 packages=(
   build-essential cmake ninja-build pkg-config git
@@ -12,6 +15,7 @@ packages=(
   libcurl4-openssl-dev curl              # end-to-end tests
   lighttpd imagemagick                   # the demo and end-to-end web server, image tool
   wrk                                    # load generator of the benchmarks
+  chromium fonts-dejavu-core             # browser tests: the browser, and text in its screenshots
 )
 
 missing=()
@@ -20,6 +24,11 @@ for package in "${packages[@]}"; do
     missing+=("$package")
   fi
 done
+# Node and npm run the browser tests; a machine that has its own node
+# (with npm) keeps it, others get Debian's.
+if ! command -v node > /dev/null || ! command -v npm > /dev/null; then
+  missing+=(nodejs npm)
+fi
 
 if [ ${#missing[@]} -gt 0 ]; then
   if [ "$(id -u)" -ne 0 ]; then
@@ -36,4 +45,16 @@ fi
 # a system instance on port 80 that nothing here needs.
 if command -v systemctl > /dev/null && systemctl is-enabled lighttpd > /dev/null 2>&1; then
   systemctl disable --now lighttpd > /dev/null 2>&1 || true
+fi
+
+# puppeteer-core drives the browser Debian installed above (it never
+# downloads one).  npm ci only when node_modules is missing or was installed
+# from another lock file.
+browser_tests="$source_dir/tests/browser"
+installed_lock="$browser_tests/node_modules/.installed-lock.sha256"
+lock=$(sha256sum < "$browser_tests/package-lock.json")
+if [ ! -f "$installed_lock" ] || [ "$(cat "$installed_lock")" != "$lock" ]; then
+  echo "setup: installing the browser tests' packages (npm ci in tests/browser)"
+  (cd "$browser_tests" && npm ci --no-audit --no-fund --loglevel=error)
+  echo "$lock" > "$installed_lock"
 fi

@@ -4,14 +4,16 @@
 # 127.0.0.1:PORT.  The demo and the end-to-end tests both use it, so they
 # run the very same layout.
 #
-#   scripts/stage-root.sh SCRATCH_DIR BUILD_DIR PORT
+#   scripts/stage-root.sh SCRATCH_DIR BUILD_DIR PORT [ROOT_OVERLAY]
 #
-# Afterwards: lighttpd -D -f SCRATCH_DIR/lighttpd.conf
+# ROOT_OVERLAY: a directory whose files are copied over the demo root (a
+# test's own configuration).  Afterwards: lighttpd -D -f SCRATCH_DIR/lighttpd.conf
 set -euo pipefail
 
 scratch=$1
 build=$(cd "$2" && pwd)
 port=$3
+overlay=${4:-}
 source_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 mkdir -p "$scratch"
@@ -19,6 +21,7 @@ scratch=$(cd "$scratch" && pwd)
 rm -rf "$scratch/root" "$scratch/www" "$scratch/log"
 mkdir -p "$scratch/root" "$scratch/www/webapi" "$scratch/log"
 cp -a "$source_dir/demo/root/." "$scratch/root/"
+if [ -n "$overlay" ]; then cp -a "$overlay/." "$scratch/root/"; fi
 cp -a "$source_dir/demo/www/." "$scratch/www/"
 chmod 0755 "$scratch" "$scratch/root"
 
@@ -39,6 +42,31 @@ for program in "$build"/cgi-bin/*.cgi; do
   ln -s "$program" "$scratch/www/webapi/$(basename "$program")"
 done
 
+# The static page carries the security headers that the programs send: the
+# policy of the rule files (generated here, as a program's first request
+# would) for the address the appliance serves, and X-Frame-Options.  The
+# programs send their own, so the page's apply outside /webapi/ only.
+headers_tool="$build/demo/security-headers"
+if [ ! -x "$headers_tool" ]; then
+  echo "stage-root: $headers_tool is missing: build the tree first" >&2
+  exit 1
+fi
+headers=$(env -i PATH="$PATH" VORN_ROOT="$scratch/root" HTTP_HOST="127.0.0.1:$port" "$headers_tool")
+# In a string of lighttpd's configuration \" is a quote and every other
+# backslash stands for itself, so quotes are escaped and nothing else; a
+# value ending in a backslash would escape the closing quote.
+response_headers=""
+while IFS= read -r line; do
+  [ -n "$line" ] || continue
+  value=${line#*: }
+  if [[ $value == *\\ ]]; then
+    echo "stage-root: the header ${line%%: *} ends in a backslash: $value" >&2
+    exit 1
+  fi
+  response_headers+="    \"${line%%: *}\" => \"${value//\"/\\\"}\",
+"
+done <<< "$headers"
+
 cat > "$scratch/lighttpd.conf" <<CONF
 server.document-root = "$scratch/www"
 server.bind = "127.0.0.1"
@@ -53,9 +81,14 @@ mimetype.assign = (
   ".json" => "application/json",
   ".png" => "image/png",
   ".jpg" => "image/jpeg",
+  ".svg" => "image/svg+xml",
 )
 \$HTTP["url"] =^ "/webapi/" {
   cgi.assign = (".cgi" => "")
+}
+\$HTTP["url"] !~ "^/webapi/" {
+  setenv.set-response-header = (
+$response_headers  )
 }
 setenv.add-environment = ("VORN_ROOT" => "$scratch/root")
 CONF

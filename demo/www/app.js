@@ -21,6 +21,22 @@ const requestErrors = {
   system: "The appliance could not answer.",
 };
 
+// The page is busy (aria-busy on <main>) while an action's requests are
+// under way: assistive technology announces it, and tests wait for it.
+let pending = 0;
+
+function busy(action) {
+  return async (...args) => {
+    const main = document.querySelector("main");
+    if (pending++ === 0) main.setAttribute("aria-busy", "true");
+    try {
+      return await action(...args);
+    } finally {
+      if (--pending === 0) main.setAttribute("aria-busy", "false");
+    }
+  };
+}
+
 function show(id, visible) {
   document.getElementById(id).hidden = !visible;
 }
@@ -39,13 +55,18 @@ function refusal(reply) {
   return error ? requestErrors[error] || error : "";
 }
 
+// Shows the session, or the login form with the reason the session ended
+// (none for a visitor who never logged in).
 async function showSession() {
   const reply = await fetch("/webapi/whoami.cgi");
   const why = refusal(reply);
   show("login-section", why !== "");
   show("session-section", why === "");
   if (why !== "") {
+    token = "";
     show("admin-section", false);
+    if (reply.headers.get("x-request-error") !== "unauth")
+      document.getElementById("login-message").textContent = why;
     return;
   }
   const who = await reply.json();
@@ -79,8 +100,8 @@ async function logIn(event) {
 async function logOut() {
   await postForm("/webapi/logout.cgi", {});
   token = "";
-  document.getElementById("login-message").textContent = "Logged out.";
   await showSession();
+  document.getElementById("login-message").textContent = "Logged out.";
 }
 
 async function endSessions(event) {
@@ -117,13 +138,15 @@ async function sendEcho(event) {
     headers: { "Content-Type": asJson ? "application/json" : "application/x-www-form-urlencoded" },
     body: asJson ? JSON.stringify(fields) : new URLSearchParams(fields).toString(),
   });
-  document.getElementById("echo-reply").textContent = await reply.text();
+  const shown = document.getElementById("echo-reply");
+  shown.textContent = await reply.text();
+  shown.hidden = false;
 }
 
-document.getElementById("login-form").addEventListener("submit", logIn);
-document.getElementById("logout-button").addEventListener("click", logOut);
-document.getElementById("refresh-button").addEventListener("click", showSession);
-document.getElementById("end-sessions-form").addEventListener("submit", endSessions);
-document.getElementById("echo-form").addEventListener("submit", sendEcho);
-showNote();
-showSession();
+document.getElementById("login-form").addEventListener("submit", busy(logIn));
+document.getElementById("logout-button").addEventListener("click", busy(logOut));
+document.getElementById("refresh-button").addEventListener("click", busy(() => showSession()));
+document.getElementById("end-sessions-form").addEventListener("submit", busy(endSessions));
+document.getElementById("echo-form").addEventListener("submit", busy(sendEcho));
+busy(showNote)();
+busy(showSession)();

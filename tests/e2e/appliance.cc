@@ -53,7 +53,7 @@ int Run(const std::string& command)
 
 }  // namespace
 
-Appliance::Appliance()
+Appliance::Appliance(const std::string& rootOverlay) : overlay_(rootOverlay)
 {
     char pattern[] = "/tmp/arx-e2e.XXXXXX";
     if (mkdtemp(pattern) == nullptr)
@@ -77,7 +77,7 @@ bool Appliance::Start()
 {
     port_ = FreeLoopbackPort();
     const std::string stage = std::string(ARX_SOURCE_DIR) + "/scripts/stage-root.sh " + scratch_ + " " +
-                              ARX_BUILD_DIR + " " + std::to_string(port_);
+                              ARX_BUILD_DIR + " " + std::to_string(port_) + " " + overlay_;
     if (Run(stage) != 0)
         throw std::runtime_error("staging the appliance failed");
     const std::string config = scratch_ + "/lighttpd.conf";

@@ -11,7 +11,9 @@ namespace arx_e2e {
 
 class Appliance {
 public:
-    Appliance();
+    // rootOverlay: a directory whose files are copied over the demo root
+    // before the appliance starts ("" for none).
+    explicit Appliance(const std::string& rootOverlay = "");
     ~Appliance();
     Appliance(const Appliance&) = delete;
     Appliance& operator=(const Appliance&) = delete;
@@ -27,6 +29,7 @@ private:
     bool Start();
     void Stop();
 
+    std::string overlay_;
     std::string scratch_;
     int port_ = 0;
     pid_t server_ = -1;

@@ -1,6 +1,9 @@
 // The security headers through lighttpd: the demo's default rule and its two
 // applications' rule configs, the configuration keys, the rule program.
 
+#include <stdlib.h>
+
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <regex>
@@ -9,6 +12,7 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
+#include "testing/temp_root.h"
 #include "tests/e2e/appliance.h"
 #include "tests/e2e/demo_session.h"
 #include "tests/e2e/http_client.h"
@@ -102,6 +106,47 @@ TEST_F(CspTest, StandalonePageHasItsOwnPolicy)
     EXPECT_EQ(response.Header("Content-Security-Policy"), kPlayerPolicy);
     EXPECT_EQ(response.Header("X-Frame-Options"), "SAMEORIGIN");
     EXPECT_NE(response.body.find("<h1>Media centre</h1>"), std::string::npos);
+}
+
+// The web server sends the files of the page with the headers the programs
+// send (staged from the same rule files); a value's trailing blank is not
+// part of it.
+TEST_F(CspTest, StaticFilesCarryTheProgramsHeaders)
+{
+    const std::string policy = std::string(kSystemPolicy).substr(0, sizeof kSystemPolicy - 2);
+    for (const char* file : {"/", "/index.html", "/app.js", "/style.css", "/favicon.svg"}) {
+        const HttpResponse response = Get(appliance_.Url(file));
+        EXPECT_EQ(response.status, 200) << file;
+        EXPECT_EQ(response.HeaderCount("Content-Security-Policy"), 1u) << file;
+        EXPECT_EQ(response.Header("Content-Security-Policy"), policy) << file;
+        EXPECT_EQ(response.HeaderCount("X-Frame-Options"), 1u) << file;
+        EXPECT_EQ(response.Header("X-Frame-Options"), "SAMEORIGIN") << file;
+    }
+    const HttpResponse program = Get(appliance_.Url("/webapi/echo.cgi"));
+    EXPECT_EQ(program.HeaderCount("Content-Security-Policy"), 1u) << "the program's own, not the file's too";
+    EXPECT_EQ(program.HeaderCount("X-Frame-Options"), 1u);
+}
+
+// A config may give a source with a quote or a backslash in its path; the
+// files' policy, written into lighttpd's configuration as a quoted string,
+// is still the programs' own.
+TEST(CspStaticFilesTest, SourcesWithQuotesAndBackslashesReachTheFiles)
+{
+    char overlay[] = "/tmp/arx-overlay.XXXXXX";
+    ASSERT_NE(mkdtemp(overlay), nullptr);
+    std::filesystem::create_directories(std::string(overlay) + "/usr/local/etc/csp");
+    std::ofstream(std::string(overlay) + "/usr/local/etc/csp/quoted")
+        << R"({"rule": {"img-src": ["https://a.example.com/x\"y", "https://b.example.com/p\\q\\\"r"]}})";
+    {
+        Appliance appliance(overlay);
+        const std::string program = Get(appliance.Url("/webapi/echo.cgi")).Header("Content-Security-Policy");
+        ASSERT_NE(program.find(R"(img-src 'self' data: https://tiles.example.net *.photos-cdn.example.net )"
+                               R"(https://a.example.com/x"y https://b.example.com/p\q\"r;)"),
+                  std::string::npos)
+            << program;
+        EXPECT_EQ(Get(appliance.Url("/")).Header("Content-Security-Policy") + " ", program);
+    }
+    arx_testing::RemoveTree(overlay);
 }
 
 TEST_F(CspTest, HeaderOptionNoSendsNoPolicy)
