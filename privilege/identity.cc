@@ -11,13 +11,16 @@ bool SwitchEffective(uid_t uid, gid_t gid)
     const gid_t currentGid = getegid();
     if (uid == kUnchangedUid)
         uid = currentUid;
-    if (uid == currentUid && (gid == kUnchangedGid || gid == currentGid))
+    const bool gidChanges = gid != kUnchangedGid && gid != currentGid;
+    if (uid == currentUid && !gidChanges)
         return true;
-    if (uid != currentUid && currentUid != 0 && setresuid(kUnchangedUid, 0, kUnchangedUid) != 0)
+    // Only root may change the group, so a change of the group alone goes
+    // through root too, and back to the user the process was.
+    if (currentUid != 0 && setresuid(kUnchangedUid, 0, kUnchangedUid) != 0)
         return false;
-    if (gid != kUnchangedGid && gid != currentGid && setresgid(kUnchangedGid, gid, kUnchangedGid) != 0)
+    if (gidChanges && setresgid(kUnchangedGid, gid, kUnchangedGid) != 0)
         return false;
-    return uid == currentUid || setresuid(kUnchangedUid, uid, kUnchangedUid) == 0;
+    return (uid == 0 && currentUid == 0) || setresuid(kUnchangedUid, uid, kUnchangedUid) == 0;
 }
 
 bool BecomeRootGroupFirst()

@@ -118,6 +118,18 @@ TEST_F(RunAsTest, MinusOneLeavesThatIdAlone)
         EXPECT_EQ(geteuid(), nobodyUid());
         EXPECT_EQ(getegid(), 0u);
     }
+    // The group alone, from a user: only root may change it, so the switch
+    // and the way back go through root.
+    ASSERT_EQ(setresuid(-1, nobodyUid(), -1), 0);
+    bool ran = false;
+    IF_RUN_AS(static_cast<uid_t>(-1), nobodyGid()) {
+        ran = true;
+        EXPECT_EQ(geteuid(), nobodyUid());
+        EXPECT_EQ(getegid(), nobodyGid());
+    }
+    EXPECT_TRUE(ran);
+    EXPECT_EQ(getegid(), 0u);
+    EXPECT_EQ(geteuid(), nobodyUid());
 }
 
 TEST_F(RunAsTest, CallsComeInTheOrderThatAlwaysAllowsTheWayBack)
