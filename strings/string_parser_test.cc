@@ -13,32 +13,26 @@ using VORN::PAD::StringParser;
 TEST(StringParserTest, ReplaceStringGoesLeftToRightWithoutOverlap)
 {
     struct Row {
+        const char* description;
         std::string text, from, to, expected;
     };
     const Row rows[] = {
-        {"aaa", "aa", "b", "ba"},
-        {"a-b-c", "-", "--", "a--b--c"},      // the inserted text is not searched again
-        {"abc", "b", "", "ac"},
-        {"abc", "x", "y", "abc"},
-        {"", "a", "b", ""},
-        {"xx", "x", "xx", "xxxx"},
-        {"ab", "", "-", "-a-b-"},             // empty from: before every character and at the end
-        {"ab", "", "", "ab"},
-        {"%HARBOR%%HARBOR%", "%HARBOR%", "H", "HH"},
+        {"no overlap", "aaa", "aa", "b", "ba"},
+        {"the inserted text is not searched again", "a-b-c", "-", "--", "a--b--c"},
+        {"empty from: before every character and at the end", "ab", "", "-", "-a-b-"},
     };
     for (const Row& row : rows)
-        EXPECT_EQ(StringParser::ReplaceString(row.text, row.from, row.to), row.expected)
-            << row.text << " / " << row.from << " / " << row.to;
+        EXPECT_EQ(StringParser::ReplaceString(row.text, row.from, row.to), row.expected) << row.description;
 }
 
-TEST(StringParserTest, PlaceholdersTakeTheFactoryNames)
+// The names are read once per process, and every test runs in a process of
+// its own.
+TEST(StringParserTest, PlaceholdersTakeTheFactoryNamesReadOnce)
 {
     arx_testing::TempRoot root;
     root.WriteFile("/etc.defaults/vorninfo.conf", "product=\"Beacon\"\nos_name=\"BeaconOS\"\n");
     EXPECT_EQ(StringParser::ReplaceStringText("Welcome to %HARBOR% (_OSNAME_), _HARBOR_ on %OSNAME%"),
               "Welcome to Beacon (BeaconOS), Beacon on BeaconOS");
-
-    // Read once per process: a later change of the file is not seen.
     root.WriteFile("/etc.defaults/vorninfo.conf", "product=\"Other\"\n");
     EXPECT_EQ(StringParser::ReplaceStringText("%HARBOR%"), "Beacon");
 }
