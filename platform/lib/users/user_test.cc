@@ -74,7 +74,7 @@ TEST_F(UserTest, GroupsComeFromTheRootsGroupFile)
     ASSERT_EQ(VLIBUserGroupsGet("alice", groups, 8), 3);
     EXPECT_EQ(std::vector<gid_t>(groups, groups + 3),
               (std::vector<gid_t>{arx_testing::kUsersGid, arx_testing::kStaffGid, arx_testing::kProjectsGid}))
-        << "the primary group first; members listed in another case count";
+        << "the primary group first";
     EXPECT_EQ(VLIBUserGroupsGet("alice", groups, 1), 3) << "how many there are, also when they do not fit";
     EXPECT_EQ(groups[0], arx_testing::kUsersGid);
     EXPECT_EQ(VLIBUserGroupsGet("nobody-here", groups, 8), -1);
@@ -99,22 +99,28 @@ TEST_F(UserTest, InitGroupsFromTheRootsFiles)
         << "the group given and every group listing the user; an unknown user changes nothing";
 }
 
-TEST_F(UserTest, AdministratorsGroupMembership)
+TEST_F(UserTest, GroupMembersCompareExactly)
 {
-    root_.WriteFile("/etc/passwd", root_.ReadFile("/etc/passwd") + "primary:x:2010:101::/:\n");
+    root_.WriteFile("/etc/passwd", root_.ReadFile("/etc/passwd") + "primary:x:2010:101::/:\nAdmin:x:2011:2100::/:\n");
+    root_.WriteFile("/etc/group", root_.ReadFile("/etc/group") + "shouty:x:2203:ALICE\n");
     struct Row {
+        const char* description;
+        const char* group;
         const char* user;
         int expected;
     };
     const Row rows[] = {
-        {"admin", 1},     // listed member
-        {"ADMIN", 1},
-        {"primary", 1},   // administrators is the primary group
-        {"alice", 0},
-        {"nobody-here", 0},
+        {"listed member", "administrators", "admin", 1},
+        {"the login name folds to the account admin", "administrators", "ADMIN", 1},
+        {"a separate account whose name differs in case only", "administrators", "Admin", 0},
+        {"primary group", "administrators", "primary", 1},
+        {"not listed", "administrators", "alice", 0},
+        {"unknown user", "administrators", "nobody-here", 0},
+        {"listed in another case", "shouty", "alice", 0},
     };
     for (const Row& row : rows)
-        EXPECT_EQ(VLIBGroupIsAdminGroupMem(row.user, 0), row.expected) << row.user;
+        EXPECT_EQ(VLIBGroupIsMember(row.group, row.user), row.expected) << row.description;
+    EXPECT_EQ(VLIBGroupIsAdminGroupMem("Admin", 0), 0);
     EXPECT_EQ(VLIBGroupIsAdminGroupMem(nullptr, 0), -1);
 
     unlink(root_.Path("/etc/group").c_str());
