@@ -2,6 +2,7 @@
 
 #include <string.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <string>
@@ -138,6 +139,18 @@ TEST_F(SessionRemovalTest, LogoutEndsTheRequestsOwnSession)
     struct stat st;
     EXPECT_NE(stat(root_.Path("/run/vorn/session/" + alice1_).c_str(), &st), 0) << "the file is removed";
     EXPECT_EQ(Live(), "bc");
+}
+
+TEST_F(SessionRemovalTest, LogoutWithoutTheStoreLockRemovesNothing)
+{
+    const std::string lock = root_.Path("/run/vorn/session/.lock");
+    ASSERT_EQ(unlink(lock.c_str()), 0);
+    ASSERT_EQ(mkdir(lock.c_str(), 0700), 0);
+    setenv("HTTP_COOKIE", ("id=" + alice1_).c_str(), 1);
+    CgiRecord cgi;
+    VornCgiLoadInCookies(cgi.get());
+    EXPECT_EQ(VornCgiLogout(cgi.get(), nullptr), 0);
+    EXPECT_FALSE(Stored(alice1_).ended) << "the session stays as it was";
 }
 
 }  // namespace

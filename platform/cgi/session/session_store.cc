@@ -227,8 +227,14 @@ bool DeleteSession(const std::string& id)
 {
     if (!IsSessionId(id))
         return false;
+    // Without the lock a writer could be replacing the file just now and
+    // bring the session back; nothing is removed then.
     base::LockFileGuard lock(SessionLockPath(), kSessionFileMode);
-    return unlink(SessionPath(id).c_str()) == 0;
+    if (!lock.locked()) {
+        VLIBCLog(LOG_ERR, "session_store:%d cannot lock the session store: %m", __LINE__);
+        return false;
+    }
+    return unlink(SessionPath(id).c_str()) == 0 || errno == ENOENT;
 }
 
 void ForEachSession(const std::function<void(const Session&)>& visit)
