@@ -114,6 +114,31 @@ TEST(RequestBodyTest, BadBodiesGiveNoParametersAndOneLogLine)
     }
 }
 
+TEST(RequestBodyTest, TheLimitByDefaultAndAnnouncedLengthsThatNeverArrive)
+{
+    struct Row {
+        const char* description;
+        const char* config;
+        const char* length;
+        int error;
+        const char* logLine;
+    };
+    const Row rows[] = {
+        {"1 MiB unless configured", "", "1048577", VLIB_ERR_BODY_TOO_LARGE,
+         "request_body:# body of 1048577 bytes is larger than cgi_max_body (1048576)"},
+        {"a raised limit reserves nothing for bytes that never come", "cgi_max_body=\"1099511627776\"\n",
+         "1000000000000", VLIB_ERR_BODY_MALFORMED, "request_body:# body ended after 3 of 1000000000000 bytes"},
+    };
+    for (const Row& row : rows) {
+        arx_testing::TempRoot root;
+        root.WriteFile("/etc/vorninfo.conf", row.config);
+        const LineResult result = ParamLine(Post("a=1", row.length));
+        EXPECT_EQ(result.first, "(null)") << row.description;
+        EXPECT_EQ(result.error, row.error) << row.description;
+        EXPECT_EQ(arx_testing::WithoutLineNumbers(result.log), std::vector<std::string>{row.logLine}) << row.description;
+    }
+}
+
 TEST(RequestBodyTest, BodyOfExactlyTheLimitIsAccepted)
 {
     arx_testing::TempRoot root;
