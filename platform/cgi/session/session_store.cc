@@ -17,6 +17,7 @@
 #include "base/file_write.h"
 #include "base/lock_file.h"
 #include "base/root_moment.h"
+#include "base/safe_open.h"
 #include "cgi/session/flat_json.h"
 #include "cgi/session/session_id.h"
 
@@ -302,7 +303,7 @@ void SweepSessionsWhenDue(long long now, long long timeoutSeconds)
     if (stat(stamp.c_str(), &st) == 0 && now - st.st_mtime < kSweepInterval && st.st_mtime <= now)
         return;
     // Whoever touches the stamp first sweeps; the others see it fresh.
-    const int fd = open(stamp.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kSessionFileMode);
+    const int fd = base::OpenForWriting(stamp.c_str(), kSessionFileMode);
     if (fd < 0)
         return;
     futimens(fd, nullptr);

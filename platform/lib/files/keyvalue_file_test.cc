@@ -132,6 +132,17 @@ TEST(KeyValueFileTest, SetRefusesWhatWouldBreakTheFormat)
     EXPECT_EQ(root.ReadFile("/kv"), "a=\"1\"\n");
 }
 
+TEST(KeyValueFileTest, SetNeverReadsThroughALinkAtTheFile)
+{
+    TempRoot root;
+    root.WriteFile("/secret", "password=\"hidden\"\n", 0600);
+    ASSERT_EQ(symlink(root.Path("/secret").c_str(), root.Path("/kv").c_str()), 0);
+    EXPECT_EQ(VLIBCFileSetKeyValue(root.Path("/kv").c_str(), "a", "1", 0), -1);
+    struct stat st;
+    ASSERT_EQ(lstat(root.Path("/kv").c_str(), &st), 0);
+    EXPECT_TRUE(S_ISLNK(st.st_mode)) << "the link is left as it was, its target's text copied nowhere";
+}
+
 TEST(KeyValueFileTest, FailedSetLeavesNoTemporaryFile)
 {
     TempRoot root;

@@ -204,6 +204,36 @@ TEST_F(PreferenceDirTest, CreatedOnFirstRequestForTheirOwner)
     EXPECT_EQ(st.st_mode & 07777, 0755u) << "an existing directory is left as it is";
 }
 
+TEST_F(PreferenceDirTest, AProcessSwitchedToAUserStillGetsTheDirectory)
+{
+    struct Row {
+        const char* description;
+        uid_t euid;
+        const char* user;
+    };
+    const Row rows[] = {
+        {"switched to the user", kAlice.uid, "alice"},
+        {"switched to another user", kAlice.uid, "admin"},
+    };
+    for (const Row& row : rows) {
+        const auto run = arx_testing::RunInChild([&] {
+            char path[1024] = "";
+            if (setresuid(static_cast<uid_t>(-1), row.euid, static_cast<uid_t>(-1)) != 0)
+                return;
+            const int length = VORNUserPreferenceDirGet(row.user, path, sizeof path);
+            printf("%d %u", length > 0 ? 1 : 0, static_cast<unsigned>(geteuid()));
+        });
+        EXPECT_EQ(run.output, "1 " + std::to_string(row.euid)) << row.description << ": back to its uid";
+        struct stat st;
+        ASSERT_EQ(lstat(root_.Path(std::string("/usr/vorn/etc/preference/") + row.user).c_str(), &st), 0)
+            << row.description;
+        EXPECT_TRUE(S_ISDIR(st.st_mode) && (st.st_mode & 07777) == 0700) << row.description;
+        VLIBUSERINFO owner;
+        ASSERT_EQ(VLIBUserInfoGet(row.user, &owner), 0);
+        EXPECT_EQ(st.st_uid, owner.uid) << row.description;
+    }
+}
+
 TEST_F(PreferenceDirTest, Refusals)
 {
     root_.WriteFile("/usr/vorn/etc/preference/admin", "a file where the directory belongs");
