@@ -265,7 +265,7 @@ TEST_F(SessionE2eTest, TwoStepLogin)
     // Well inside a 30 s step, so that appliance and test agree on it.
     while (time(nullptr) % 30 >= 25)
         sleep(1);
-    std::string secret = arx_testing::ReadWholeFile(appliance_.RootPath("/usr/vorn/etc/preference/carol/otp"));
+    std::string secret = arx_testing::ReadWholeFile(appliance_.RootPath("/usr/vorn/etc/otp/carol"));
     secret.erase(secret.find_last_not_of("\n") + 1);
     const std::string code = OneTimeCode(secret);
     EXPECT_EQ(LogIn(Form("carol", kCarolPassword)).reply["error"], "otp_required");

@@ -65,8 +65,14 @@ int CheckCredentials(const Attempt& attempt, const VORN_LOGIN_PARAMS& params, co
         return Fail(attempt, checked == -2 ? VORN_LOGIN_DISABLED : VORN_LOGIN_WRONG);
     if (VLIBUserInfoGet(params.szUser, &user) != 0)
         return VORN_LOGIN_SYSTEM_ERROR;
-    if (!vorn::HasOneTimeSecret(user.szName))
+    switch (vorn::TwoStepOf(user.szName)) {
+    case vorn::TwoStep::kOff:
         return VORN_LOGIN_SUCCESS;
+    case vorn::TwoStep::kBroken:
+        return VORN_LOGIN_SYSTEM_ERROR;  // never a login without the second step
+    case vorn::TwoStep::kOn:
+        break;
+    }
     // Asking for the code is not a failure: the password was right.
     if (Empty(otpCode))
         return VORN_LOGIN_OTP_NEEDED;

@@ -1,8 +1,10 @@
 // Two-step login: time-based one-time codes.
 
+#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <functional>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -13,12 +15,16 @@
 #include "cgi/session/one_time_code.h"
 #include "cgi/session/session_test_support.h"
 #include "testing/cgi_record.h"
+#include "testing/child_process.h"
 #include "testing/sessions.h"
 
 namespace {
 
 using arx_testing::CgiRecord;
 using arx_testing::kAlice;
+
+constexpr char kSecret[] = "/usr/vorn/etc/otp/alice";
+constexpr char kUsed[] = "/usr/vorn/etc/otp/alice.used";
 
 // RFC 6238 appendix B, SHA-1: the 8-digit codes cut to the last 6 digits.
 TEST(OneTimeCodeTest, ReferenceValues)
@@ -68,7 +74,7 @@ protected:
     void SetUp() override
     {
         SessionTest::SetUp();
-        root_.WriteFile("/usr/vorn/etc/preference/alice/otp", "GEZDGNBVGY3TQOJQGEZDGNBVGY3TQOJQ\n", 0600);
+        root_.WriteFile(kSecret, "GEZDGNBVGY3TQOJQGEZDGNBVGY3TQOJQ\n", 0600);
     }
 
     static std::string CodeAt(long long time)
@@ -125,8 +131,47 @@ TEST_F(TwoStepLoginTest, CodesOutsideTheWindowOrMalformed)
                                     std::string("1234567"), std::string("12a456"), std::string(" 123456")})
         EXPECT_EQ(Login(code.c_str()), VORN_LOGIN_OTP_NEEDED) << code;
 
-    root_.WriteFile("/usr/vorn/etc/preference/alice/otp", "not base32!\n", 0600);
+    root_.WriteFile(kSecret, "not base32!\n", 0600);
     EXPECT_EQ(Login(CodeAt(now).c_str()), VORN_LOGIN_SYSTEM_ERROR) << "a broken secret locks out, it never lets in";
+}
+
+TEST_F(TwoStepLoginTest, ARecordThatCannotBeUsedRefusesTheLogin)
+{
+    const std::string secret = root_.Path(kSecret);
+    const std::string used = root_.Path(kUsed);
+    struct Row {
+        const char* description;
+        std::function<void()> plant;
+        int withoutCode;
+    };
+    const Row rows[] = {
+        {"an empty secret", [&] { root_.WriteFile(kSecret, "", 0600); }, VORN_LOGIN_SYSTEM_ERROR},
+        {"a secret of 40 bits", [&] { root_.WriteFile(kSecret, "GEZDGNBV\n", 0600); }, VORN_LOGIN_SYSTEM_ERROR},
+        {"a link to a usable secret",
+         [&] {
+             root_.WriteFile("/usr/vorn/etc/otp/elsewhere", "GEZDGNBVGY3TQOJQGEZDGNBVGY3TQOJQ\n", 0600);
+             unlink(secret.c_str());
+             symlink("elsewhere", secret.c_str());
+         },
+         VORN_LOGIN_SYSTEM_ERROR},
+        {"a FIFO for a secret", [&] { unlink(secret.c_str()); mkfifo(secret.c_str(), 0600); }, VORN_LOGIN_SYSTEM_ERROR},
+        {"a directory for a secret", [&] { unlink(secret.c_str()); mkdir(secret.c_str(), 0700); },
+         VORN_LOGIN_SYSTEM_ERROR},
+        {"a FIFO for the used codes", [&] { mkfifo(used.c_str(), 0600); }, VORN_LOGIN_OTP_NEEDED},
+        {"a link for the used codes", [&] { symlink("/dev/null", used.c_str()); }, VORN_LOGIN_OTP_NEEDED},
+        {"used codes that are no step", [&] { root_.WriteFile(kUsed, "", 0600); }, VORN_LOGIN_OTP_NEEDED},
+    };
+    for (const Row& row : rows) {
+        root_.WriteFile(kSecret, "GEZDGNBVGY3TQOJQGEZDGNBVGY3TQOJQ\n", 0600);
+        row.plant();
+        const auto run = arx_testing::RunInChild([&] {
+            alarm(10);  // a login waiting on a FIFO ends here instead of hanging the test
+            printf("%d %d", Login(nullptr), Login(CodeAt(time(nullptr)).c_str()));
+        });
+        EXPECT_EQ(run.output, std::to_string(row.withoutCode) + " -1") << row.description;
+        EXPECT_FALSE(run.logLines.empty()) << row.description << ": the reason is logged";
+        arx_testing::RemoveTree(root_.Path("/usr/vorn/etc/otp"));
+    }
 }
 
 }  // namespace
