@@ -103,6 +103,44 @@ TEST_F(AuthorizeTest, ExpiredAndEndedSessions)
     EXPECT_EQ(Check("id=" + admin_, VORN_AUTH_USER), VORN_AUTH_TIMEOUT) << "a marker lasts until the session's time";
 }
 
+// The text with from replaced by to in the line of user.
+std::string EditLine(std::string text, const std::string& user, const std::string& from, const std::string& to)
+{
+    const size_t line = text.find("\n" + user + ":") + 1;
+    text.replace(text.find(from, line), from.size(), to);
+    return text;
+}
+
+TEST_F(AuthorizeTest, TheAccountMustStillBeAsAtLogin)
+{
+    const std::string passwd = root_.ReadFile("/etc/passwd");
+    const std::string shadow = root_.ReadFile("/etc/shadow");
+    struct Row {
+        const char* description;
+        std::string passwd;
+        std::string shadow;
+    };
+    const Row rows[] = {
+        {"deleted", EditLine(passwd, "alice", "alice:x:2002:2100:Alice:/home/alice:/bin/sh\n", ""), shadow},
+        {"another account of the name in another case", EditLine(passwd, "alice", "alice:", "Alice:"),
+         EditLine(shadow, "alice", "alice:", "Alice:")},
+        {"renumbered", EditLine(passwd, "alice", ":2002:", ":2999:"), shadow},
+        {"another primary group", EditLine(passwd, "alice", ":2100:", ":2201:"), shadow},
+        {"locked", passwd, EditLine(shadow, "alice", "alice:", "alice:!")},
+        {"expired", passwd, EditLine(shadow, "alice", ":7:::", ":7::1:")},
+    };
+    for (const Row& row : rows) {
+        root_.WriteFile("/etc/passwd", row.passwd);
+        root_.WriteFile("/etc/shadow", row.shadow, 0600);
+        EXPECT_EQ(Check("id=" + alice_), VORN_AUTH_TIMEOUT) << row.description;
+        EXPECT_EQ(VornCgiUIDGet(alice_.c_str(), "alice"), -1) << row.description;
+        EXPECT_EQ(VornCgiGIDGet(alice_.c_str(), "alice"), -1) << row.description;
+        root_.WriteFile("/etc/passwd", passwd);
+        root_.WriteFile("/etc/shadow", shadow, 0600);
+        EXPECT_EQ(Check("id=" + alice_), VORN_AUTH_OK) << row.description << ": as it was";
+    }
+}
+
 TEST_F(AuthorizeTest, TheClientAddress)
 {
     const std::string cookie = "id=" + alice_;

@@ -138,7 +138,8 @@ VORN_EXPORT int VornCgiRemoveSessionByFunc(VornCgi *cgi, VornCgiSessionFilter fi
 
 /* Validates the session named by the cookie "id".  On success writes its
  * user into user (size bytes) and returns 1; otherwise VORN_AUTH_...:
- * no id -5; unknown, malformed or expired -1; ended for its user -3;
+ * no id -5; unknown, malformed or expired -1; ended for its user -3; an
+ * account deleted, locked, expired or renumbered since the login -1;
  * another client address -8 (while session_check_ip is on and the record's
  * skip_check_ip is 0); an administrator needed -2; tokens on, a method
  * other than GET or HEAD, and neither the header X-VornToken nor the
@@ -167,7 +168,9 @@ VORN_EXPORT int VornCgiGetSessPath(VornCgi *cgi, char *buffer, int size);
 VORN_EXPORT const char *VornCgiGetLang(VornCgi *cgi);
 
 /* The uid and primary gid of the user of a live session, when the session
- * id and the user name (ignoring ASCII case) match; else -1. */
+ * id and the user name (ignoring ASCII case) match and the account is still
+ * as it was at login (same name, uid and gid, not locked or expired); else
+ * -1. */
 VORN_EXPORT int VornCgiUIDGet(const char *sid, const char *user);
 VORN_EXPORT int VornCgiGIDGet(const char *sid, const char *user);
 
