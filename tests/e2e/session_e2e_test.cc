@@ -240,13 +240,14 @@ TEST_F(SessionE2eTest, AnUploadThatFailsAuthorizationIsAnsweredAsHtml)
     ExpectRefused(response, "unauth", "error_noprivilege");
 }
 
-TEST_F(SessionE2eTest, RepeatedFailuresBlockTheAddress)
+TEST_F(SessionE2eTest, RepeatedFailuresBlockTheAddressAndTheAccount)
 {
     Configure("login_max_attempts=\"3\"\n");
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(LogIn(Form("alice", "wrong")).reply["error"], "wrong_credentials");
-    EXPECT_EQ(LogIn(Form("alice", kAlicePassword)).reply["error"], "blocked");
-    EXPECT_EQ(LogIn(Form("alice", kAlicePassword), "127.0.0.2").reply["success"], true) << "only that address";
+    EXPECT_EQ(LogIn(Form("admin", kAdminPassword)).reply["error"], "blocked") << "the address";
+    EXPECT_EQ(LogIn(Form("alice", kAlicePassword), "127.0.0.2").reply["error"], "blocked") << "the account";
+    EXPECT_EQ(LogIn(Form("admin", kAdminPassword), "127.0.0.2").reply["success"], true) << "nothing else";
 }
 
 TEST_F(SessionE2eTest, AClientChosenSessionIdIsNeverAdopted)

@@ -2,9 +2,12 @@
 // a login makes.
 
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <sys/time.h>
 
 #include <set>
+#include <vector>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -15,8 +18,18 @@
 #include "cgi/session/session_id.h"
 #include "cgi/session/session_test_support.h"
 #include "testing/cgi_record.h"
+#include "testing/interpose.h"
 #include "testing/child_process.h"
 #include "testing/sessions.h"
+
+// Every password check of this binary passes here and is counted.
+int g_passwordChecks = 0;
+
+extern "C" int VLIBUserPasswordCheck(const char* user, const char* password)
+{
+    ++g_passwordChecks;
+    return ARX_NEXT(VLIBUserPasswordCheck)(user, password);
+}
 
 namespace {
 
@@ -74,26 +87,125 @@ TEST_F(LoginTest, WrongUnknownAndDisabledLoginsCountTowardBlockingTheAddress)
     EXPECT_EQ(Login("alice", kAlice.password, "127.0.0.2"), VORN_LOGIN_SUCCESS) << "other clients may log in";
 
     // The block ends after its time (here: the record says it has).
-    const std::string record = root_.ReadFile("/run/vorn/autoblock/127.0.0.1");
+    const std::string record = root_.ReadFile("/run/vorn/autoblock/ip-127.0.0.1");
     ASSERT_NE(record.find("\"blocked_until\""), std::string::npos) << record;
-    root_.WriteFile("/run/vorn/autoblock/127.0.0.1", "{\"blocked_until\":1,\"failures\":[]}\n", 0600);
+    root_.WriteFile("/run/vorn/autoblock/ip-127.0.0.1", "{\"blocked_until\":1,\"attempts\":[]}\n", 0600);
     EXPECT_EQ(Login("alice", kAlice.password), VORN_LOGIN_SUCCESS);
 }
 
-TEST_F(LoginTest, SuccessForgetsTheFailures)
+TEST_F(LoginTest, AParallelBurstGetsNoMorePasswordChecksThanTheLimit)
+{
+    Configure("login_max_attempts=\"10\"\n");
+    constexpr int kClients = 21;
+    int go[2], report[2];
+    ASSERT_EQ(pipe(go), 0);
+    ASSERT_EQ(pipe(report), 0);
+    std::vector<pid_t> clients;
+    for (int i = 0; i < kClients; ++i) {
+        const pid_t pid = fork();
+        ASSERT_GE(pid, 0);
+        if (pid == 0) {
+            close(go[1]);
+            char byte;
+            (void)!read(go[0], &byte, 1);  // all start when the pipe closes
+            g_passwordChecks = 0;
+            const int result = Login("alice", "wrong");
+            const std::string line = std::to_string(g_passwordChecks) + " " + std::to_string(result) + "\n";
+            (void)!write(report[1], line.data(), line.size());
+            _exit(0);
+        }
+        clients.push_back(pid);
+    }
+    close(go[0]);
+    close(go[1]);
+    close(report[1]);
+    for (pid_t pid : clients)
+        waitpid(pid, nullptr, 0);
+    FILE* lines = fdopen(report[0], "r");
+    int checks = 0, blocked = 0, total = 0;
+    for (int count, result; fscanf(lines, "%d %d", &count, &result) == 2; ++total) {
+        checks += count;
+        blocked += result == VORN_LOGIN_BLOCKED ? 1 : 0;
+    }
+    fclose(lines);
+    EXPECT_EQ(total, kClients);
+    EXPECT_EQ(checks, 10) << "each password check was counted before it ran";
+    EXPECT_EQ(blocked, kClients - 10);
+}
+
+struct Step {
+    const char* user;
+    const char* password;
+    const char* address;  // nullptr: no REMOTE_ADDR
+    int expected;
+};
+
+TEST_F(LoginTest, WhatTheBlockingRecordsCount)
+{
+    const char* a = kAdmin.password;
+    const char* al = kAlice.password;
+    struct Row {
+        const char* description;
+        std::vector<Step> steps;
+        const char* maxAttempts = "3";
+    };
+    const Row rows[] = {
+        {"0 attempts never block",
+         {{"alice", "wrong", "10.0.0.1", VORN_LOGIN_WRONG}, {"alice", "wrong", "10.0.0.1", VORN_LOGIN_WRONG},
+          {"alice", "wrong", "10.0.0.1", VORN_LOGIN_WRONG}, {"alice", al, "10.0.0.1", VORN_LOGIN_SUCCESS}},
+         "0"},
+        {"a success of one's own account leaves the address's failures",
+         {{"alice", "wrong", "10.0.0.1", VORN_LOGIN_WRONG}, {"nobody-1", "x", "10.0.0.1", VORN_LOGIN_WRONG},
+          {"admin", a, "10.0.0.1", VORN_LOGIN_SUCCESS}, {"nobody-2", "x", "10.0.0.1", VORN_LOGIN_WRONG},
+          {"admin", a, "10.0.0.1", VORN_LOGIN_BLOCKED}, {"admin", a, "10.0.0.2", VORN_LOGIN_SUCCESS}}},
+        {"IPv6 clients count per /64",
+         {{"nobody-1", "x", "2001:db8::1", VORN_LOGIN_WRONG}, {"nobody-2", "x", "2001:db8::2", VORN_LOGIN_WRONG},
+          {"nobody-3", "x", "2001:db8::1:0:0:3", VORN_LOGIN_WRONG}, {"admin", a, "2001:db8::99", VORN_LOGIN_BLOCKED},
+          {"admin", a, "2001:db8:0:1::1", VORN_LOGIN_SUCCESS}}},
+        {"an account is blocked from every address, whatever the case of its name",
+         {{"alice", "wrong", "10.0.0.1", VORN_LOGIN_WRONG}, {"ALICE", "wrong", "10.0.0.2", VORN_LOGIN_WRONG},
+          {"alice", "wrong", "10.0.0.3", VORN_LOGIN_WRONG}, {"alice", al, "10.0.0.4", VORN_LOGIN_BLOCKED},
+          {"admin", a, "10.0.0.4", VORN_LOGIN_SUCCESS}}},
+        {"an unknown name is counted as an account is",
+         {{"nobody-here", "x", "10.0.0.1", VORN_LOGIN_WRONG}, {"nobody-here", "x", "10.0.0.2", VORN_LOGIN_WRONG},
+          {"nobody-here", "x", "10.0.0.3", VORN_LOGIN_WRONG}, {"nobody-here", "x", "10.0.0.4", VORN_LOGIN_BLOCKED}}},
+        {"a success clears its account's record only",
+         {{"alice", "wrong", "10.0.0.1", VORN_LOGIN_WRONG}, {"alice", "wrong", "10.0.0.2", VORN_LOGIN_WRONG},
+          {"alice", al, "10.0.0.3", VORN_LOGIN_SUCCESS}, {"alice", "wrong", "10.0.0.4", VORN_LOGIN_WRONG},
+          {"alice", "wrong", "10.0.0.5", VORN_LOGIN_WRONG}, {"alice", al, "10.0.0.6", VORN_LOGIN_SUCCESS}}},
+        {"clients without a usable address share no record",
+         {{"nobody-1", "x", nullptr, VORN_LOGIN_WRONG}, {"nobody-2", "x", "not an address", VORN_LOGIN_WRONG},
+          {"nobody-3", "x", nullptr, VORN_LOGIN_WRONG}, {"admin", a, nullptr, VORN_LOGIN_SUCCESS}}},
+    };
+    for (const Row& row : rows) {
+        arx_testing::RemoveTree(root_.Path("/run/vorn/autoblock"));
+        Configure(std::string("login_max_attempts=\"") + row.maxAttempts + "\"\n");
+        for (const Step& step : row.steps) {
+            if (step.address != nullptr)
+                setenv("REMOTE_ADDR", step.address, 1);
+            else
+                unsetenv("REMOTE_ADDR");
+            CgiRecord cgi;
+            VORN_LOGIN_PARAMS params = {step.user, step.password, nullptr};
+            EXPECT_EQ(VornCgiLogin(cgi.get(), nullptr, 0, &params), step.expected)
+                << row.description << ": " << step.user << " from " << (step.address ? step.address : "nowhere");
+        }
+    }
+}
+
+TEST_F(LoginTest, OldRecordsAreSweptOnlyEveryFewMinutes)
 {
     Configure("login_max_attempts=\"3\"\n");
+    const std::string stale = "/run/vorn/autoblock/ip-10.9.9.9";
     EXPECT_EQ(Login("alice", "wrong"), VORN_LOGIN_WRONG);
+    root_.WriteFile(stale, "{\"attempts\":[1],\"blocked_until\":0}\n", 0600);
     EXPECT_EQ(Login("alice", "wrong"), VORN_LOGIN_WRONG);
-    EXPECT_EQ(Login("alice", kAlice.password), VORN_LOGIN_SUCCESS);
-    EXPECT_EQ(Login("alice", "wrong"), VORN_LOGIN_WRONG);
-    EXPECT_EQ(Login("alice", "wrong"), VORN_LOGIN_WRONG);
-    EXPECT_EQ(Login("alice", kAlice.password), VORN_LOGIN_SUCCESS);
-
-    Configure("login_max_attempts=\"0\"\n");  // never block
-    for (int i = 0; i < 5; ++i)
-        EXPECT_EQ(Login("alice", "wrong"), VORN_LOGIN_WRONG);
-    EXPECT_EQ(Login("alice", kAlice.password), VORN_LOGIN_SUCCESS);
+    struct stat st;
+    EXPECT_EQ(stat(root_.Path(stale).c_str(), &st), 0) << "not swept at every attempt";
+    const timeval longAgo[2] = {{1, 0}, {1, 0}};
+    ASSERT_EQ(utimes(root_.Path("/run/vorn/autoblock/.swept").c_str(), longAgo), 0);
+    EXPECT_EQ(Login("admin", kAdmin.password), VORN_LOGIN_SUCCESS);
+    EXPECT_NE(stat(root_.Path(stale).c_str(), &st), 0) << "swept once its time came";
 }
 
 TEST_F(LoginTest, TheSessionFileIsPrivateAndComplete)
@@ -160,7 +272,7 @@ TEST_F(LoginTest, TestLoginAndLoginWithoutCredentials)
     VORN_LOGIN_PARAMS wrong = {"alice", "wrong", nullptr};
     EXPECT_EQ(VornCgiTestLogin(&right, nullptr), VORN_LOGIN_SUCCESS);
     EXPECT_EQ(VornCgiTestLogin(&wrong, nullptr), VORN_LOGIN_WRONG);
-    EXPECT_NE(root_.ReadFile("/run/vorn/autoblock/127.0.0.1"), "") << "a failed test counts";
+    EXPECT_NE(root_.ReadFile("/run/vorn/autoblock/ip-127.0.0.1"), "") << "a failed test counts";
     std::vector<std::string> names;
     vorn::ForEachSession([&](const vorn::Session& session) { names.push_back(session.id); });
     EXPECT_TRUE(names.empty()) << "no session";

@@ -108,18 +108,18 @@ TEST_F(TwoStepLoginTest, TheCodeIsNeededAndAcceptedOnce)
     const long long now = StepTime();
     EXPECT_EQ(Login(nullptr), VORN_LOGIN_OTP_NEEDED);
     EXPECT_EQ(Login(""), VORN_LOGIN_OTP_NEEDED);
-    EXPECT_EQ(root_.ReadFile("/run/vorn/autoblock/127.0.0.1"), "") << "being asked for the code is no failure";
+    EXPECT_EQ(root_.ReadFile("/run/vorn/autoblock/ip-127.0.0.1"), "") << "being asked for the code is no failure";
 
     CgiRecord cgi;
     VORN_LOGIN_PARAMS wrongPassword = {"alice", "wrong", nullptr};
     EXPECT_EQ(VornCgiLoginWithOTPAuth(cgi.get(), nullptr, 0, &wrongPassword, CodeAt(now).c_str()),
               VORN_LOGIN_WRONG) << "the code does not replace the password";
-    unlink(root_.Path("/run/vorn/autoblock/127.0.0.1").c_str());
+    arx_testing::RemoveTree(root_.Path("/run/vorn/autoblock"));
 
     const std::string code = CodeAt(now - 30);
     EXPECT_EQ(Login(code.c_str()), VORN_LOGIN_SUCCESS) << "one step of tolerance";
     EXPECT_EQ(Login(code.c_str()), VORN_LOGIN_OTP_NEEDED) << "never twice";
-    EXPECT_NE(root_.ReadFile("/run/vorn/autoblock/127.0.0.1"), "") << "a refused code counts";
+    EXPECT_NE(root_.ReadFile("/run/vorn/autoblock/ip-127.0.0.1"), "") << "a refused code counts";
     EXPECT_EQ(Login(CodeAt(now).c_str()), VORN_LOGIN_SUCCESS);
     EXPECT_EQ(Login(CodeAt(now - 30).c_str()), VORN_LOGIN_OTP_NEEDED) << "nor an older one after a newer";
 }

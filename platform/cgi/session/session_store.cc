@@ -17,16 +17,15 @@
 #include "base/file_write.h"
 #include "base/lock_file.h"
 #include "base/root_moment.h"
-#include "base/safe_open.h"
 #include "cgi/session/flat_json.h"
 #include "cgi/session/session_id.h"
+#include "cgi/session/sweep_stamp.h"
 
 namespace vorn {
 
 namespace {
 
 constexpr mode_t kSessionFileMode = 0600;
-constexpr long long kSweepInterval = 5 * 60;
 constexpr long long kStrayFileAge = 60;  // a writer's temporary file is older than any write
 constexpr int kCreateAttempts = 3;
 
@@ -298,17 +297,8 @@ void SweepSessions(long long now, long long timeoutSeconds)
 
 void SweepSessionsWhenDue(long long now, long long timeoutSeconds)
 {
-    const std::string stamp = SessionDir() + "/.swept";
-    struct stat st;
-    if (stat(stamp.c_str(), &st) == 0 && now - st.st_mtime < kSweepInterval && st.st_mtime <= now)
-        return;
-    // Whoever touches the stamp first sweeps; the others see it fresh.
-    const int fd = base::OpenForWriting(stamp.c_str(), kSessionFileMode);
-    if (fd < 0)
-        return;
-    futimens(fd, nullptr);
-    close(fd);
-    SweepSessions(now, timeoutSeconds);
+    if (SweepIsDue(SessionDir() + "/.swept", now))
+        SweepSessions(now, timeoutSeconds);
 }
 
 std::string PublicView(const Session& session)

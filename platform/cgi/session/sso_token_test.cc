@@ -228,7 +228,7 @@ TEST_F(SsoTokenTest, LoginWithAToken)
     arx_testing::CgiRecord cgi;
     VORN_LOGIN_PARAMS params = {nullptr, nullptr, nullptr};
     EXPECT_EQ(VornCgiLoginWithAzureSSOAuth(cgi.get(), nullptr, 0, &params, "x.y.z", false), VORN_LOGIN_WRONG);
-    EXPECT_NE(root_.ReadFile("/run/vorn/autoblock/127.0.0.1"), "") << "refused tokens count toward the block";
+    EXPECT_NE(root_.ReadFile("/run/vorn/autoblock/ip-127.0.0.1"), "") << "refused tokens count toward the block";
 }
 
 TEST(EcdsaSignatureTest, RawToDer)

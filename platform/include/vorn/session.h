@@ -23,7 +23,7 @@ typedef int BOOL;
 
 /* The session store (before root mapping). */
 #define VORN_SESSION_DIR "/run/vorn/session"
-/* Failed-login counters, one file per client address. */
+/* Failed-login counters, one file per client address and per account name. */
 #define VORN_AUTOBLOCK_DIR "/run/vorn/autoblock"
 
 /* The credentials of a login.  The library reads only the first member. */
@@ -90,11 +90,12 @@ VORN_BEGIN_DECLS
 
 /* Logins.  out (size bytes) receives the new session id; the CGI record
  * knows the session afterwards and the cookie "id" is queued.  Checks, in
- * order: the client address is not blocked, the user exists, the password
- * matches, the account is neither locked nor expired, and for a user with a
+ * order: the attempt is counted and neither the client address nor the
+ * account name is blocked, the user exists, the password matches, the
+ * account is neither locked nor expired, and for a user with a
  * one-time-code secret, the code.  Results: VORN_LOGIN_...; every failure
  * but VORN_LOGIN_OTP_NEEDED without a code counts toward blocking the
- * client address. */
+ * client address and the account name. */
 VORN_EXPORT int VornCgiLogin(VornCgi *cgi, char *out, int size, VORN_LOGIN_PARAMS *params);
 VORN_EXPORT int VornCgiLoginWithOTPAuth(VornCgi *cgi, char *out, int size, VORN_LOGIN_PARAMS *params,
                                         const char *otpCode);
