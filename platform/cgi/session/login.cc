@@ -18,6 +18,7 @@
 #include "cgi/session/one_time_code.h"
 #include "cgi/session/request_session.h"
 #include "cgi/session/session_store.h"
+#include "cgi/session/sso_policy.h"
 #include "cgi/session/sso_token.h"
 #include "lib/core/no_throw.h"
 
@@ -170,12 +171,21 @@ int PasswordLogin(VornCgi* cgi, char* out, int size, VORN_LOGIN_PARAMS* params, 
     });
 }
 
-// The token, then the account it names.  On VORN_LOGIN_SUCCESS
+// A name from a token as a log line may hold it: printable ASCII, cut.
+std::string Printable(const std::string& name)
+{
+    std::string text;
+    for (char c : name.substr(0, 64))
+        text.push_back(c >= 0x20 && c < 0x7F ? c : '?');
+    return text;
+}
+
+// The token, then the account it names, then whether it was used before.  On VORN_LOGIN_SUCCESS
 // attempt.user holds the account.
 int CheckToken(Attempt& attempt, const char* token, vorn::SsoKind kind)
 {
-    std::string named;
-    switch (vorn::CheckSsoToken(token, kind, attempt.now, named)) {
+    vorn::SsoClaims claims;
+    switch (vorn::CheckSsoToken(token, kind, attempt.now, claims)) {
     case vorn::SsoCheck::kAccepted:
         break;
     case vorn::SsoCheck::kRefused:
@@ -184,16 +194,29 @@ int CheckToken(Attempt& attempt, const char* token, vorn::SsoKind kind)
     case vorn::SsoCheck::kError:
         return VORN_LOGIN_SYSTEM_ERROR;
     }
-    if (VLIBUserInfoGet(named.c_str(), &attempt.user) != 0) {
-        if (VLIBCErrGet() != VLIB_ERR_NOT_FOUND)
-            return VORN_LOGIN_SYSTEM_ERROR;
-        VLIBCLog(LOG_ERR, "login:%d the token names %s, who is no user here", __LINE__, named.c_str());
+    // The name exactly as the account's (no case folding: the provider's
+    // "ADMIN" is not our admin), and an ordinary account: a token never
+    // makes a session of root or a system account.
+    if (VLIBUserInfoGet(claims.user.c_str(), &attempt.user) != 0 && VLIBCErrGet() != VLIB_ERR_NOT_FOUND)
+        return VORN_LOGIN_SYSTEM_ERROR;
+    if (claims.user != attempt.user.szName || attempt.user.uid < vorn::FirstOrdinaryUid()) {
+        VLIBCLog(LOG_AUTH | LOG_WARNING, "login:%d the token names %s, who is no ordinary user here", __LINE__,
+                 Printable(claims.user).c_str());
         return VORN_LOGIN_WRONG;
     }
     const int disabled = VLIBUserIsDisabled(attempt.user.szName);
     if (disabled != 0)
         return disabled < 0 ? VORN_LOGIN_SYSTEM_ERROR : VORN_LOGIN_DISABLED;
-    return VORN_LOGIN_SUCCESS;
+    switch (vorn::RememberToken(claims.key, claims.expires, attempt.now)) {
+    case vorn::TokenUse::kFirst:
+        return VORN_LOGIN_SUCCESS;
+    case vorn::TokenUse::kAgain:
+        VLIBCErrSet(VLIB_ERR_TOKEN_INVALID);
+        return VORN_LOGIN_WRONG;
+    case vorn::TokenUse::kError:
+        break;
+    }
+    return VORN_LOGIN_SYSTEM_ERROR;
 }
 
 int SsoLogin(VornCgi* cgi, char* out, int size, VORN_LOGIN_PARAMS* params, const char* token, vorn::SsoKind kind)

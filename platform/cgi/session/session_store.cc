@@ -1,8 +1,6 @@
 #include "cgi/session/session_store.h"
 
 #include <errno.h>
-#include <fcntl.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -80,26 +78,6 @@ bool FromJson(const std::string& text, Session& session)
     session.ended = state == "ended";
     session.endedAt = 0;
     return !session.ended || FlatNumber(object, "ended_at", session.endedAt);
-}
-
-// Writes text to a new file at path without ever replacing one: a temporary
-// file is written whole and then linked to its name, which fails when the
-// name is taken.  1 written, 0 the name is taken, -1 failure.
-int WriteNewFile(const std::string& path, const std::string& text)
-{
-    std::string temporary = path + ".XXXXXX";
-    const int fd = mkostemp(temporary.data(), O_CLOEXEC);
-    if (fd < 0)
-        return -1;
-    bool ok = fchmod(fd, kSessionFileMode) == 0 && base::WriteAll(fd, text) && fsync(fd) == 0;
-    ok = close(fd) == 0 && ok;
-    int result = -1;
-    if (ok)
-        result = link(temporary.c_str(), path.c_str()) == 0 ? 1 : errno == EEXIST ? 0 : -1;
-    const int error = errno;
-    unlink(temporary.c_str());
-    errno = error;
-    return result;
 }
 
 // Reads a session file.  Only root may read the store; a process that
@@ -192,7 +170,7 @@ bool CreateSession(Session& session)
     for (int attempt = 0; attempt < kCreateAttempts; ++attempt) {
         if (!NewRandomId(session.id) || !NewRandomId(session.token))
             return false;
-        const int written = WriteNewFile(SessionPath(session.id), ToJson(session));
+        const int written = base::CreateFileExclusively(SessionPath(session.id), ToJson(session), kSessionFileMode);
         if (written == 1)
             return true;
         if (written < 0) {

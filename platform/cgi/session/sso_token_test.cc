@@ -1,10 +1,14 @@
 // Single sign-on: signed tokens made here with OpenSSL, checked by the
 // platform against the configured providers.
 
+#include <sys/stat.h>
+#include <sys/time.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <json/json.h>
@@ -199,36 +203,95 @@ TEST_F(SsoTokenTest, AcceptedAndRefusedTokens)
         {"empty", "", SsoKind::kOidc, SsoCheck::kRefused, ""},
     };
     for (const Row& row : rows) {
-        std::string user;
-        EXPECT_EQ(vorn::CheckSsoToken(row.token, row.kind, now, user), row.expected) << row.description;
-        EXPECT_EQ(user, row.user) << row.description;
+        vorn::SsoClaims claims;
+        EXPECT_EQ(vorn::CheckSsoToken(row.token, row.kind, now, claims), row.expected) << row.description;
+        EXPECT_EQ(claims.user, row.user) << row.description;
     }
 }
 
 TEST_F(SsoTokenTest, LoginWithAToken)
 {
+    root_.WriteFile("/etc/passwd", root_.ReadFile("/etc/passwd") + "svc:x:999:999::/:\n");
     struct Row {
+        const char* description;
         const char* named;
+        const char* loginDefs;  // the root's /etc/login.defs, or none
         int expected;
         const char* user;
     };
     const Row rows[] = {
-        {"ALICE", VORN_LOGIN_SUCCESS, "alice"},  // the local name, as the database spells it
-        {"nobody-here", VORN_LOGIN_WRONG, nullptr},
-        {"bob", VORN_LOGIN_DISABLED, nullptr},
+        {"an ordinary account", "alice", nullptr, VORN_LOGIN_SUCCESS, "alice"},
+        {"a name that differs in case", "ALICE", nullptr, VORN_LOGIN_WRONG, nullptr},
+        {"root", "root", nullptr, VORN_LOGIN_WRONG, nullptr},
+        {"a system account below 1000", "svc", nullptr, VORN_LOGIN_WRONG, nullptr},
+        {"below UID_MIN of login.defs", "admin", "# users\nUID_MIN\t\t 2002\n", VORN_LOGIN_WRONG, nullptr},
+        {"at UID_MIN of login.defs", "alice", "UID_MIN 2002\n", VORN_LOGIN_SUCCESS, "alice"},
+        {"no such user", "nobody-here", nullptr, VORN_LOGIN_WRONG, nullptr},
+        {"a locked account", "bob", nullptr, VORN_LOGIN_DISABLED, nullptr},
     };
+    int id = 0;
     for (const Row& row : rows) {
+        unlink(root_.Path("/etc/login.defs").c_str());
+        if (row.loginDefs != nullptr)
+            root_.WriteFile("/etc/login.defs", row.loginDefs);
         arx_testing::CgiRecord cgi;
         VORN_LOGIN_PARAMS params = {nullptr, nullptr, nullptr};
-        const std::string token = Token(Header("RS256"), Claims(row.named), rsa_.get());
+        Json::Value claims = Claims(row.named);
+        claims["jti"] = "login-" + std::to_string(++id);
+        const std::string token = Token(Header("RS256"), claims, rsa_.get());
         EXPECT_EQ(VornCgiLoginWithOIDCSSOAuth(cgi.get(), nullptr, 0, &params, token.c_str(), false), row.expected)
-            << row.named;
-        EXPECT_STREQ(params.szUser, row.user) << row.named;
+            << row.description;
+        EXPECT_STREQ(params.szUser, row.user) << row.description;
     }
     arx_testing::CgiRecord cgi;
     VORN_LOGIN_PARAMS params = {nullptr, nullptr, nullptr};
     EXPECT_EQ(VornCgiLoginWithAzureSSOAuth(cgi.get(), nullptr, 0, &params, "x.y.z", false), VORN_LOGIN_WRONG);
     EXPECT_NE(root_.ReadFile("/run/vorn/autoblock/ip-127.0.0.1"), "") << "refused tokens count toward the block";
+}
+
+TEST_F(SsoTokenTest, ATokenIsAcceptedOnce)
+{
+    Configure("login_max_attempts=\"0\"\n");
+    Json::Value first = Claims(), second = Claims();
+    first["jti"] = "first";
+    second["jti"] = "second";
+    const std::string withId = Token(Header("RS256"), first, rsa_.get());
+    const std::string withoutId = Token(Header("RS256"), Claims(), rsa_.get());
+    struct Row {
+        const char* description;
+        std::string token;
+        int expected;
+    };
+    const Row rows[] = {
+        {"a token with an id", withId, VORN_LOGIN_SUCCESS},
+        {"the same token again", withId, VORN_LOGIN_WRONG},
+        {"a token without an id", withoutId, VORN_LOGIN_SUCCESS},
+        {"the same again: known by its signature", withoutId, VORN_LOGIN_WRONG},
+        {"another id", Token(Header("RS256"), second, rsa_.get()), VORN_LOGIN_SUCCESS},
+    };
+    for (const Row& row : rows) {
+        arx_testing::CgiRecord cgi;
+        VORN_LOGIN_PARAMS params = {nullptr, nullptr, nullptr};
+        EXPECT_EQ(VornCgiLoginWithOIDCSSOAuth(cgi.get(), nullptr, 0, &params, row.token.c_str(), false), row.expected)
+            << row.description;
+    }
+    struct stat st;
+    ASSERT_EQ(stat(root_.Path("/run/vorn/sso-used").c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 07777, 0700u) << "root's alone";
+
+    // Once they have expired, the sweep forgets them.
+    const timeval longAgo[2] = {{1, 0}, {1, 0}};
+    ASSERT_EQ(utimes(root_.Path("/run/vorn/sso-used/.swept").c_str(), longAgo), 0);
+    root_.WriteFile("/run/vorn/sso-used/" + std::string(64, 'a'), "1\n", 0600);
+    arx_testing::CgiRecord cgi;
+    VORN_LOGIN_PARAMS params = {nullptr, nullptr, nullptr};
+    Json::Value third = Claims();
+    third["jti"] = "third";
+    const std::string token = Token(Header("RS256"), third, rsa_.get());
+    EXPECT_EQ(VornCgiLoginWithOIDCSSOAuth(cgi.get(), nullptr, 0, &params, token.c_str(), false), VORN_LOGIN_SUCCESS);
+    EXPECT_EQ(stat(root_.Path("/run/vorn/sso-used/" + std::string(64, 'a')).c_str(), &st), -1);
+    EXPECT_EQ(VornCgiLoginWithOIDCSSOAuth(cgi.get(), nullptr, 0, &params, withId.c_str(), false), VORN_LOGIN_WRONG)
+        << "an unexpired token is still known";
 }
 
 TEST(EcdsaSignatureTest, RawToDer)

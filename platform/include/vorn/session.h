@@ -102,9 +102,11 @@ VORN_EXPORT int VornCgiLoginWithOTPAuth(VornCgi *cgi, char *out, int size, VORN_
 
 /* Single sign-on: token is a signed JWT (RS256 or ES256) of an identity
  * provider configured under /usr/vorn/etc/sso/ ("azure" or "oidc" type);
- * the user is the one its configured claim names and must exist locally.
- * params->szPasswd is not used.  flag: reserved.  Results as above; a
- * refused token is VORN_LOGIN_WRONG. */
+ * the user is the one its configured claim names, exactly, and must be an
+ * ordinary local account (uid at least UID_MIN of /etc/login.defs, 1000
+ * without one).  A token is accepted once.  params->szPasswd is not used.
+ * flag: reserved.  Results as above; a refused, misnamed or reused token is
+ * VORN_LOGIN_WRONG. */
 VORN_EXPORT int VornCgiLoginWithAzureSSOAuth(VornCgi *cgi, char *out, int size, VORN_LOGIN_PARAMS *params,
                                              const char *token, bool flag);
 VORN_EXPORT int VornCgiLoginWithOIDCSSOAuth(VornCgi *cgi, char *out, int size, VORN_LOGIN_PARAMS *params,
