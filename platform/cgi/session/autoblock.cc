@@ -4,6 +4,7 @@
 #include <errno.h>
 #include <stdio.h>
 #include <string.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -81,12 +82,14 @@ bool WriteRecord(const std::string& path, const Record& record)
     return false;
 }
 
+// Drops attempts older than the window, and any a window or more ahead of
+// now (a clock set back): an attempt a second ahead was counted by another
+// process that read the clock later, and still counts.
 void ForgetOld(Record& record, const SessionSettings& settings, long long now)
 {
+    const long long window = settings.attemptWindowSeconds;
     record.attempts.erase(std::remove_if(record.attempts.begin(), record.attempts.end(),
-                                         [&](long long at) {
-                                             return now - at >= settings.attemptWindowSeconds || at > now;
-                                         }),
+                                         [&](long long at) { return now - at >= window || at - now >= window; }),
                           record.attempts.end());
     if (record.blockedUntil <= now)
         record.blockedUntil = 0;
@@ -130,16 +133,15 @@ void Uncount(Record& record, long long at)
         record.attempts.erase(found);
 }
 
-// " (NAME)" with what a log line may hold: printable ASCII, at most 64.
-std::string Printable(const std::string& name)
+}  // namespace
+
+std::string LoggableName(const std::string& name)
 {
-    std::string text = " (";
+    std::string text;
     for (char c : name.substr(0, 64))
         text.push_back(c >= 0x20 && c < 0x7F ? c : '?');
-    return text + ")";
+    return text;
 }
-
-}  // namespace
 
 std::string AddressRecord(const std::string& address)
 {
@@ -170,15 +172,18 @@ std::string AccountRecord(const std::string& name)
     return text;
 }
 
-Admission AdmitAttempt(BlockingRecords& records, const SessionSettings& settings, long long now)
+Admission AdmitAttempt(BlockingRecords& records, const SessionSettings& settings)
 {
     records.counted = false;
-    records.at = now;
     if (settings.maxAttempts <= 0)
         return Admission::kAdmitted;
     const RecordsLock lock;
     if (!lock.locked())
         return Admission::kError;
+    // The clock is read under the lock, so that attempts are counted in the
+    // order of their times.
+    const long long now = time(nullptr);
+    records.at = now;
     const std::vector<std::string> paths = PathsOf(records);
     std::vector<Record> read(paths.size());
     for (size_t i = 0; i < paths.size(); ++i) {
@@ -207,7 +212,7 @@ void ConcludeAttempt(const BlockingRecords& records, AttemptOutcome outcome, con
     const RecordsLock lock;
     if (!lock.locked())
         return;
-    const long long now = records.at;
+    const long long now = time(nullptr);
     for (const std::string* name : {&records.address, &records.account}) {
         if (name->empty())
             continue;
@@ -225,9 +230,9 @@ void ConcludeAttempt(const BlockingRecords& records, AttemptOutcome outcome, con
         } else if (static_cast<int>(record.attempts.size()) >= settings.maxAttempts && record.blockedUntil == 0) {
             record.attempts.clear();
             record.blockedUntil = now + settings.blockSeconds;
+            const std::string who = name == &records.account ? " (" + LoggableName(records.name) + ")" : "";
             VLIBCLog(LOG_AUTH | LOG_WARNING, "autoblock:%d %s%s blocked for %lld s after %d failed logins", __LINE__,
-                     name->c_str(), name == &records.account ? Printable(records.name).c_str() : "",
-                     settings.blockSeconds, settings.maxAttempts);
+                     name->c_str(), who.c_str(), settings.blockSeconds, settings.maxAttempts);
         } else {
             continue;
         }

@@ -19,7 +19,7 @@ struct BlockingRecords {
     std::string address;  // the address's record ("" when not counted by address)
     std::string account;  // the account's record ("" when not counted by account)
     std::string name;     // the account name as given, for the log
-    long long at = 0;     // when the attempt was counted
+    long long at = 0;     // when the attempt was counted (its mark in the records)
     bool counted = false;
 };
 
@@ -40,7 +40,7 @@ enum class Admission { kAdmitted, kBlocked, kError };
 // login_max_attempts attempts within the window; otherwise counts this
 // attempt in both.  kError (logged) when the records cannot be kept: no
 // password may be tried then.
-Admission AdmitAttempt(BlockingRecords& records, const SessionSettings& settings, long long now);
+Admission AdmitAttempt(BlockingRecords& records, const SessionSettings& settings);
 
 enum class AttemptOutcome {
     kFailed,     // counts; blocks a record that reached the limit
@@ -48,6 +48,10 @@ enum class AttemptOutcome {
     kUncounted,  // a system error, or a one-time code asked for: uncounts this attempt
 };
 void ConcludeAttempt(const BlockingRecords& records, AttemptOutcome outcome, const SessionSettings& settings);
+
+// A name a client gave as a log line may hold it: printable ASCII, at most
+// 64 characters.
+std::string LoggableName(const std::string& name);
 
 // Removes records with nothing left to remember, at most every few minutes.
 void SweepAutoblockWhenDue(const SessionSettings& settings, long long now);

@@ -61,7 +61,7 @@ int Begin(Attempt& attempt, const char* name)
         attempt.records.account = vorn::AccountRecord(name);
         attempt.records.name = name;
     }
-    switch (vorn::AdmitAttempt(attempt.records, attempt.settings, attempt.now)) {
+    switch (vorn::AdmitAttempt(attempt.records, attempt.settings)) {
     case vorn::Admission::kAdmitted:
         return VORN_LOGIN_SUCCESS;
     case vorn::Admission::kBlocked:
@@ -171,17 +171,8 @@ int PasswordLogin(VornCgi* cgi, char* out, int size, VORN_LOGIN_PARAMS* params, 
     });
 }
 
-// A name from a token as a log line may hold it: printable ASCII, cut.
-std::string Printable(const std::string& name)
-{
-    std::string text;
-    for (char c : name.substr(0, 64))
-        text.push_back(c >= 0x20 && c < 0x7F ? c : '?');
-    return text;
-}
-
-// The token, then the account it names, then whether it was used before.  On VORN_LOGIN_SUCCESS
-// attempt.user holds the account.
+// The token, then the account it names, then whether it was used before.
+// On VORN_LOGIN_SUCCESS attempt.user holds the account.
 int CheckToken(Attempt& attempt, const char* token, vorn::SsoKind kind)
 {
     vorn::SsoClaims claims;
@@ -201,7 +192,7 @@ int CheckToken(Attempt& attempt, const char* token, vorn::SsoKind kind)
         return VORN_LOGIN_SYSTEM_ERROR;
     if (claims.user != attempt.user.szName || attempt.user.uid < vorn::FirstOrdinaryUid()) {
         VLIBCLog(LOG_AUTH | LOG_WARNING, "login:%d the token names %s, who is no ordinary user here", __LINE__,
-                 Printable(claims.user).c_str());
+                 vorn::LoggableName(claims.user).c_str());
         return VORN_LOGIN_WRONG;
     }
     const int disabled = VLIBUserIsDisabled(attempt.user.szName);

@@ -164,6 +164,10 @@ TEST_F(LoginTest, WhatTheBlockingRecordsCount)
     EXPECT_EQ(LogIn("admin", a, "10.0.0.1").result, blocked);
     root_.WriteFile("/run/vorn/autoblock/ip-10.0.0.1", "{\"attempts\":[],\"blocked_until\":1}\n", 0600);
     EXPECT_EQ(LogIn("admin", a, "10.0.0.1").result, ok);
+    // Attempts another process counted after reading the clock a second later.
+    const std::string ahead = std::to_string(time(nullptr) + 1);
+    root_.WriteFile("/run/vorn/autoblock/ip-10.0.0.1", "{\"attempts\":[" + ahead + "," + ahead + "," + ahead + "]}\n", 0600);
+    EXPECT_EQ(LogIn("admin", a, "10.0.0.1").result, blocked) << "attempts a second ahead still count";
 }
 
 TEST_F(LoginTest, SweepsOfOldRecordsAndSessions)

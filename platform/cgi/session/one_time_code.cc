@@ -22,6 +22,8 @@ namespace {
 constexpr long long kStepSeconds = 30;
 constexpr size_t kMinimumKeyBytes = 10;  // 80 bits
 constexpr unsigned kModulus = 1000000;   // 6 digits
+constexpr char kStoreDir[] = "/usr/vorn/etc/otp";
+constexpr char kUsedSuffix[] = ".used";
 
 using EvpSha1 = const void* (*)();
 using Hmac = unsigned char* (*)(const void* md, const void* key, int keyLength, const unsigned char* data,
@@ -42,9 +44,6 @@ bool ParseStep(std::string text, long long& step)
     }
     return true;
 }
-
-constexpr char kStoreDir[] = "/usr/vorn/etc/otp";
-constexpr char kUsedSuffix[] = ".used";
 
 bool EndsWith(const std::string& text, const std::string& suffix)
 {
