@@ -80,4 +80,21 @@ bool WriteFileAtomically(const std::string& path, std::string_view content, mode
     return true;
 }
 
+int CreateFileExclusively(const std::string& path, std::string_view content, mode_t mode)
+{
+    std::string temporary = path + ".XXXXXX";
+    const int fd = mkostemp(temporary.data(), O_CLOEXEC);
+    if (fd < 0)
+        return -1;
+    bool ok = fchmod(fd, mode) == 0 && WriteAll(fd, content) && fsync(fd) == 0;
+    ok = close(fd) == 0 && ok;
+    int result = -1;
+    if (ok)
+        result = link(temporary.c_str(), path.c_str()) == 0 ? 1 : errno == EEXIST ? 0 : -1;
+    const int error = errno;
+    unlink(temporary.c_str());
+    errno = error;
+    return result;
+}
+
 }  // namespace base

@@ -26,6 +26,13 @@ enum class Temporary {
 bool WriteFileAtomically(const std::string& path, std::string_view content, mode_t newFileMode,
                          Temporary temporary = Temporary::kBeside);
 
+// Creates path with content and mode, never replacing a file there: a
+// temporary file beside it is written whole and then linked to the name,
+// which fails when the name is taken.  So the file appears whole or not at
+// all.  1 created, 0 the name was taken, -1 failure (errno says why); no
+// temporary file is left.
+int CreateFileExclusively(const std::string& path, std::string_view content, mode_t mode);
+
 }  // namespace base
 
 #endif

@@ -26,7 +26,13 @@ cp -a "$source_dir/demo/www/." "$scratch/www/"
 chmod 0755 "$scratch" "$scratch/root"
 
 # What a checkout does not keep: the modes and owners of private files.
+shopt -s nullglob
 chmod 0600 "$scratch/root/etc/shadow"
+# The two-step secrets and used codes are root's alone.
+otp="$scratch/root/usr/vorn/etc/otp"
+chmod 0700 "$otp"
+find "$otp" -type f -exec chmod 0600 {} +
+if [ "$(id -u)" -eq 0 ]; then chown -R 0:0 "$otp"; fi
 for dir in "$scratch/root/usr/vorn/etc/preference"/*/; do
   user=$(basename "$dir")
   chmod 0700 "$dir"
@@ -37,7 +43,6 @@ for dir in "$scratch/root/usr/vorn/etc/preference"/*/; do
   fi
 done
 
-shopt -s nullglob
 for program in "$build"/cgi-bin/*.cgi; do
   ln -s "$program" "$scratch/www/webapi/$(basename "$program")"
 done

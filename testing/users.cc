@@ -24,7 +24,7 @@ constexpr char kGroup[] =
     "admin:x:2001:\n"
     "users:x:2100:\n"
     "staff:x:2201:alice,admin\n"
-    "projects:x:2202:carol,ALICE\n";
+    "projects:x:2202:carol,alice\n";
 
 constexpr char kShadow[] =
     "root:*:19000:0:99999:7:::\n"

@@ -240,13 +240,14 @@ TEST_F(SessionE2eTest, AnUploadThatFailsAuthorizationIsAnsweredAsHtml)
     ExpectRefused(response, "unauth", "error_noprivilege");
 }
 
-TEST_F(SessionE2eTest, RepeatedFailuresBlockTheAddress)
+TEST_F(SessionE2eTest, RepeatedFailuresBlockTheAddressAndTheAccount)
 {
     Configure("login_max_attempts=\"3\"\n");
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(LogIn(Form("alice", "wrong")).reply["error"], "wrong_credentials");
-    EXPECT_EQ(LogIn(Form("alice", kAlicePassword)).reply["error"], "blocked");
-    EXPECT_EQ(LogIn(Form("alice", kAlicePassword), "127.0.0.2").reply["success"], true) << "only that address";
+    EXPECT_EQ(LogIn(Form("admin", kAdminPassword)).reply["error"], "blocked") << "the address";
+    EXPECT_EQ(LogIn(Form("alice", kAlicePassword), "127.0.0.2").reply["error"], "blocked") << "the account";
+    EXPECT_EQ(LogIn(Form("admin", kAdminPassword), "127.0.0.2").reply["success"], true) << "nothing else";
 }
 
 TEST_F(SessionE2eTest, AClientChosenSessionIdIsNeverAdopted)
@@ -265,7 +266,7 @@ TEST_F(SessionE2eTest, TwoStepLogin)
     // Well inside a 30 s step, so that appliance and test agree on it.
     while (time(nullptr) % 30 >= 25)
         sleep(1);
-    std::string secret = arx_testing::ReadWholeFile(appliance_.RootPath("/usr/vorn/etc/preference/carol/otp"));
+    std::string secret = arx_testing::ReadWholeFile(appliance_.RootPath("/usr/vorn/etc/otp/carol"));
     secret.erase(secret.find_last_not_of("\n") + 1);
     const std::string code = OneTimeCode(secret);
     EXPECT_EQ(LogIn(Form("carol", kCarolPassword)).reply["error"], "otp_required");

@@ -15,6 +15,7 @@
 #include "cgi/request/request_body.h"
 #include "cgi/session/client_address.h"
 #include "cgi/session/request_session.h"
+#include "cgi/session/session_account.h"
 #include "cgi/session/session_id.h"
 #include "cgi/session/session_store.h"
 #include "lib/core/no_throw.h"
@@ -77,6 +78,10 @@ int Authorize(VornCgi* cgi, VornCgiPrivate& priv, char* user, int size, const VO
     case vorn::SessionState::kLive:
         break;
     }
+    // An account deleted, locked or renumbered since the login: the UI asks
+    // for a new login, which tells its holder no more than any login does.
+    if (vorn::CheckSessionAccount(session) != vorn::AccountState::kAsAtLogin)
+        return VORN_AUTH_TIMEOUT;
     if (settings.checkIp && cgi->skip_check_ip == 0 && vorn::ClientAddress() != session.address)
         return VORN_AUTH_ERRORIP;
     const int level = request != nullptr ? request->level : 0;

@@ -9,6 +9,7 @@
 #include <vorn/session.h>
 
 #include "base/root_moment.h"
+#include "cgi/session/session_account.h"
 #include "cgi/session/session_settings.h"
 #include "cgi/session/session_store.h"
 #include "lib/core/no_throw.h"
@@ -29,7 +30,8 @@ bool SessionOf(const char* sid, const char* user, vorn::Session& session)
                vorn::StateOf(session, time(nullptr), vorn::LoadSessionSettings().timeoutSeconds) ==
                    vorn::SessionState::kLive &&
                strcasecmp(session.user.c_str(), user) == 0 && session.uid >= 0 && session.uid <= kLargestId &&
-               session.gid >= 0 && session.gid <= kLargestId;
+               session.gid >= 0 && session.gid <= kLargestId &&
+               vorn::CheckSessionAccount(session) == vorn::AccountState::kAsAtLogin;
     });
     if (!found)
         VLIBCErrSet(VLIB_ERR_SESSION_INVALID);

@@ -1,11 +1,13 @@
 // Logins through the platform: the result codes, blocking, and the session
 // a login makes.
 
-#include <sys/stat.h>
 #include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
-#include <set>
+#include <algorithm>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -14,187 +16,179 @@
 
 #include "cgi/session/session_id.h"
 #include "cgi/session/session_test_support.h"
-#include "testing/cgi_record.h"
-#include "testing/child_process.h"
-#include "testing/sessions.h"
+#include "testing/interpose.h"
+
+// Every password check of this binary passes here and is counted.
+int g_passwordChecks = 0;
+
+extern "C" int VLIBUserPasswordCheck(const char* user, const char* password)
+{
+    ++g_passwordChecks;
+    return ARX_NEXT(VLIBUserPasswordCheck)(user, password);
+}
 
 namespace {
+
+using vorn_testing::LogIn;
 
 using arx_testing::CgiRecord;
 using arx_testing::kAdmin;
 using arx_testing::kAlice;
-using arx_testing::kBob;
-using arx_testing::kCarol;
-using arx_testing::LoginSession;
 
-class LoginTest : public vorn_testing::SessionTest {
-protected:
-    int Login(const char* user, const char* password, const char* address = "127.0.0.1")
-    {
-        int result = 0;
-        LoginSession(user, password, address, &result);
-        return result;
-    }
-};
+class LoginTest : public vorn_testing::SessionTest {};
 
 TEST_F(LoginTest, ResultCodes)
 {
-    struct Row {
-        const char* user;
-        const char* password;
-        int expected;
+    const auto test = [](const char* user, const char* password) {
+        VORN_LOGIN_PARAMS params = {user, password, nullptr};
+        return VornCgiTestLogin(&params, nullptr);
     };
+    const auto noAuth = [](const char* user, const char*) {
+        CgiRecord cgi;
+        VORN_LOGIN_PARAMS params = {user, nullptr, nullptr};
+        return VornCgiLoginNoAuth(cgi.get(), nullptr, 0, &params);
+    };
+    const auto login = [](const char* user, const char* password) { return LogIn(user, password).result; };
+    struct Row { const char* user; const char* password; int (*call)(const char*, const char*); int expected; };
     const Row rows[] = {
-        {"alice", kAlice.password, VORN_LOGIN_SUCCESS},
-        {"ALICE", kAlice.password, VORN_LOGIN_SUCCESS},  // local names ignore case
-        {"alice", "wrong", VORN_LOGIN_WRONG},
-        {"nobody-here", kAlice.password, VORN_LOGIN_WRONG},  // the same answer as a wrong password
-        {"bob", kBob.password, VORN_LOGIN_DISABLED},
-        {"carol", kCarol.password, VORN_LOGIN_DISABLED},
-        {"bob", "wrong", VORN_LOGIN_WRONG},
+        {"ALICE", kAlice.password, login, VORN_LOGIN_SUCCESS},        // the login name folds case
+        {"nobody-here", kAlice.password, login, VORN_LOGIN_WRONG},    // the same answer as a wrong password
+        {"bob", "wrong", login, VORN_LOGIN_WRONG},                    // locked: told only to who knows the password
+        {"alice", nullptr, login, VORN_LOGIN_SYSTEM_ERROR},
+        {"alice", kAlice.password, test, VORN_LOGIN_SUCCESS},
+        {"alice", "wrong", test, VORN_LOGIN_WRONG},
+        {"admin", nullptr, noAuth, VORN_LOGIN_SUCCESS},
+        {"nobody-here", nullptr, noAuth, VORN_LOGIN_WRONG},
+        {"bob", nullptr, noAuth, VORN_LOGIN_DISABLED},
     };
     for (const Row& row : rows)
-        EXPECT_EQ(Login(row.user, row.password), row.expected) << row.user << " / " << row.password;
-
-    CgiRecord cgi;
-    VORN_LOGIN_PARAMS noPassword = {"alice", nullptr, nullptr};
-    EXPECT_EQ(VornCgiLogin(cgi.get(), nullptr, 0, &noPassword), VORN_LOGIN_SYSTEM_ERROR);
-    EXPECT_EQ(VornCgiLogin(cgi.get(), nullptr, 0, nullptr), VORN_LOGIN_SYSTEM_ERROR);
+        EXPECT_EQ(row.call(row.user, row.password), row.expected) << row.user << " / " << row.password;
+    std::vector<std::string> users;
+    vorn::ForEachSession([&](const vorn::Session& session) { users.push_back(session.user); });
+    std::sort(users.begin(), users.end());
+    EXPECT_EQ(users, (std::vector<std::string>{"admin", "alice"})) << "a test login makes no session";
+    EXPECT_NE(ModeOf("/run/vorn/autoblock/ip-127.0.0.1"), -1) << "it counts like a login";
 }
 
-TEST_F(LoginTest, WrongUnknownAndDisabledLoginsCountTowardBlockingTheAddress)
-{
-    Configure("login_max_attempts=\"3\"\nlogin_attempt_window=\"5\"\nlogin_block_minutes=\"30\"\n");
-    EXPECT_EQ(Login("alice", "wrong"), VORN_LOGIN_WRONG);
-    EXPECT_EQ(Login("nobody-here", "x"), VORN_LOGIN_WRONG);
-    EXPECT_EQ(Login("bob", kBob.password), VORN_LOGIN_DISABLED);
-    EXPECT_EQ(Login("alice", kAlice.password), VORN_LOGIN_BLOCKED) << "the right password does not help now";
-    EXPECT_EQ(Login("alice", kAlice.password, "::ffff:127.0.0.1"), VORN_LOGIN_BLOCKED)
-        << "an IPv4-mapped address is the same client";
-    EXPECT_EQ(Login("alice", kAlice.password, "127.0.0.2"), VORN_LOGIN_SUCCESS) << "other clients may log in";
-
-    // The block ends after its time (here: the record says it has).
-    const std::string record = root_.ReadFile("/run/vorn/autoblock/127.0.0.1");
-    ASSERT_NE(record.find("\"blocked_until\""), std::string::npos) << record;
-    root_.WriteFile("/run/vorn/autoblock/127.0.0.1", "{\"blocked_until\":1,\"failures\":[]}\n", 0600);
-    EXPECT_EQ(Login("alice", kAlice.password), VORN_LOGIN_SUCCESS);
-}
-
-TEST_F(LoginTest, SuccessForgetsTheFailures)
-{
-    Configure("login_max_attempts=\"3\"\n");
-    EXPECT_EQ(Login("alice", "wrong"), VORN_LOGIN_WRONG);
-    EXPECT_EQ(Login("alice", "wrong"), VORN_LOGIN_WRONG);
-    EXPECT_EQ(Login("alice", kAlice.password), VORN_LOGIN_SUCCESS);
-    EXPECT_EQ(Login("alice", "wrong"), VORN_LOGIN_WRONG);
-    EXPECT_EQ(Login("alice", "wrong"), VORN_LOGIN_WRONG);
-    EXPECT_EQ(Login("alice", kAlice.password), VORN_LOGIN_SUCCESS);
-
-    Configure("login_max_attempts=\"0\"\n");  // never block
-    for (int i = 0; i < 5; ++i)
-        EXPECT_EQ(Login("alice", "wrong"), VORN_LOGIN_WRONG);
-    EXPECT_EQ(Login("alice", kAlice.password), VORN_LOGIN_SUCCESS);
-}
-
-TEST_F(LoginTest, TheSessionFileIsPrivateAndComplete)
-{
-    const std::string id = LoginSession("ALICE", kAlice.password, "::ffff:127.0.0.1");
-    ASSERT_TRUE(vorn::IsSessionId(id)) << id;
-    struct stat st;
-    ASSERT_EQ(stat(root_.Path("/run/vorn/session/" + id).c_str(), &st), 0);
-    EXPECT_EQ(st.st_mode & 07777, 0600u);
-    ASSERT_EQ(stat(root_.Path("/run/vorn/session").c_str(), &st), 0);
-    EXPECT_EQ(st.st_mode & 07777, 0700u);
-
-    const vorn::Session session = Stored(id);
-    EXPECT_EQ(session.user, "alice") << "the name as the database spells it";
-    EXPECT_EQ(session.uid, kAlice.uid);
-    EXPECT_EQ(session.gid, kAlice.gid);
-    EXPECT_EQ(session.address, "127.0.0.1");
-    EXPECT_TRUE(vorn::IsSessionId(session.token));
-    EXPECT_NE(session.token, id);
-    EXPECT_EQ(session.created, session.lastAccess);
-    EXPECT_FALSE(session.ended);
-}
-
-TEST_F(LoginTest, AFreshIdAtEveryLoginNeverTheClients)
+TEST_F(LoginTest, TheSessionIsFreshPrivateAndComplete)
 {
     const std::string chosen = "AAAAAAAAAAAAAAAAAAAAAA";
-    ASSERT_TRUE(vorn::IsSessionId(chosen));
     setenv("HTTP_COOKIE", ("id=" + chosen).c_str(), 1);
-    std::set<std::string> ids;
-    for (int i = 0; i < 5; ++i) {
-        const std::string id = LoginSession("alice", kAlice.password);
-        ASSERT_FALSE(id.empty());
-        EXPECT_NE(id, chosen);
-        ids.insert(id);
-    }
-    EXPECT_EQ(ids.size(), 5u);
-    struct stat st;
-    EXPECT_NE(stat(root_.Path("/run/vorn/session/" + chosen).c_str(), &st), 0);
+    const std::string id = LogIn("ALICE", kAlice.password, "::ffff:127.0.0.1").id;
+    ASSERT_TRUE(vorn::IsSessionId(id)) << id;
+    EXPECT_NE(id, LogIn("alice", kAlice.password).id) << "a fresh id at every login";
+    EXPECT_EQ(ModeOf("/run/vorn/session/" + chosen), -1) << "never the id the client brought";
+    EXPECT_EQ(ModeOf("/run/vorn/session/" + id), 0600);
+    EXPECT_EQ(ModeOf("/run/vorn/session"), 0700);
+    const vorn::Session session = Stored(id);
+    EXPECT_EQ(session.user, "alice") << "the name as the database spells it";
+    EXPECT_EQ(session.address, "127.0.0.1") << "an IPv4-mapped address in its IPv4 form";
+    EXPECT_TRUE(session.uid == kAlice.uid && session.gid == kAlice.gid && session.created == session.lastAccess);
+    EXPECT_TRUE(vorn::IsSessionId(session.token) && session.token != id);
 }
 
-TEST_F(LoginTest, TheCookieIsHttpOnlyAndSameSite)
+TEST_F(LoginTest, AParallelBurstGetsNoMorePasswordChecksThanTheLimit)
 {
-    for (const char* https : {"", "on"}) {
-        const auto run = arx_testing::RunInChild(
-            [] {
-                CgiRecord cgi;
-                VORN_LOGIN_PARAMS params = {"alice", kAlice.password, nullptr};
-                char id[64];
-                if (VornCgiLogin(cgi.get(), id, sizeof id, &params) == VORN_LOGIN_SUCCESS)
-                    printf("%s\n", id);
-                VornCgiPrintHTTPHeader(cgi.get());
-            },
-            arx_testing::WithEnvironment({{"REMOTE_ADDR", "127.0.0.1"}, {"HTTPS", https}}));
-        const std::string id = run.output.substr(0, run.output.find('\n'));
-        const std::string expected = "Set-Cookie: id=" + id + "; Path=/; HttpOnly; SameSite=Lax" +
-                                     (*https != '\0' ? "; Secure" : "") + "\r\n\r\n";
-        EXPECT_EQ(run.output, id + "\n" + expected);
+    Configure("login_max_attempts=\"10\"\n");
+    constexpr int kClients = 21;
+    int go[2];
+    ASSERT_EQ(pipe(go), 0);
+    for (int i = 0; i < kClients; ++i) {
+        if (fork() != 0)
+            continue;
+        close(go[1]);
+        char byte;
+        (void)!read(go[0], &byte, 1);  // all start when the pipe closes
+        g_passwordChecks = 0;
+        const int result = LogIn("alice", "wrong").result;
+        _exit(g_passwordChecks * 16 + (result == VORN_LOGIN_BLOCKED ? 1 : 0));
     }
+    close(go[0]);
+    close(go[1]);
+    int checks = 0, blocked = 0;
+    for (int i = 0, status = 0; i < kClients && wait(&status) > 0; ++i) {
+        checks += WEXITSTATUS(status) / 16;
+        blocked += WEXITSTATUS(status) % 16;
+    }
+    EXPECT_EQ(checks, 10) << "each attempt was counted before its password was checked";
+    EXPECT_EQ(blocked, kClients - 10);
 }
 
-TEST_F(LoginTest, TestLoginAndLoginWithoutCredentials)
+TEST_F(LoginTest, WhatTheBlockingRecordsCount)
 {
-    VORN_LOGIN_PARAMS right = {"alice", kAlice.password, nullptr};
-    VORN_LOGIN_PARAMS wrong = {"alice", "wrong", nullptr};
-    EXPECT_EQ(VornCgiTestLogin(&right, nullptr), VORN_LOGIN_SUCCESS);
-    EXPECT_EQ(VornCgiTestLogin(&wrong, nullptr), VORN_LOGIN_WRONG);
-    EXPECT_NE(root_.ReadFile("/run/vorn/autoblock/127.0.0.1"), "") << "a failed test counts";
-    std::vector<std::string> names;
-    vorn::ForEachSession([&](const vorn::Session& session) { names.push_back(session.id); });
-    EXPECT_TRUE(names.empty()) << "no session";
-
-    struct Row {
-        const char* user;
-        int expected;
+    struct Step { const char* user; const char* password; const char* address; int expected; };
+    struct Row { const char* description; std::vector<Step> steps; const char* maxAttempts = "3"; };
+    const char* a = kAdmin.password;
+    const char* al = kAlice.password;
+    const int wrong = VORN_LOGIN_WRONG, ok = VORN_LOGIN_SUCCESS, blocked = VORN_LOGIN_BLOCKED;
+    const Row rows[] = {
+        {"wrong, unknown and disabled logins count; an IPv4-mapped address is the same client",
+         {{"alice", "wrong", "10.0.0.1", wrong}, {"nobody-1", "x", "10.0.0.1", wrong},
+          {"bob", arx_testing::kBob.password, "10.0.0.1", VORN_LOGIN_DISABLED},
+          {"admin", a, "::ffff:10.0.0.1", blocked}, {"admin", a, "10.0.0.2", ok}}},
+        {"a success of one's own account leaves the address's failures",
+         {{"alice", "wrong", "10.0.0.1", wrong}, {"nobody-1", "x", "10.0.0.1", wrong}, {"admin", a, "10.0.0.1", ok},
+          {"nobody-2", "x", "10.0.0.1", wrong}, {"admin", a, "10.0.0.1", blocked}}},
+        {"IPv6 clients count per /64",
+         {{"nobody-1", "x", "2001:db8::1", wrong}, {"nobody-2", "x", "2001:db8::2", wrong},
+          {"nobody-3", "x", "2001:db8::1:0:0:3", wrong}, {"admin", a, "2001:db8::99", blocked},
+          {"admin", a, "2001:db8:0:1::1", ok}}},
+        {"an account is blocked from every address, whatever the case of its name",
+         {{"alice", "wrong", "10.0.0.1", wrong}, {"ALICE", "wrong", "10.0.0.2", wrong},
+          {"alice", "wrong", "10.0.0.3", wrong}, {"alice", al, "10.0.0.4", blocked}, {"admin", a, "10.0.0.4", ok}}},
+        {"an unknown name is counted as an account is",
+         {{"nobody-here", "x", "10.0.0.1", wrong}, {"nobody-here", "x", "10.0.0.2", wrong},
+          {"nobody-here", "x", "10.0.0.3", wrong}, {"nobody-here", "x", "10.0.0.4", blocked}}},
+        {"a success clears its account's record",
+         {{"alice", "wrong", "10.0.0.1", wrong}, {"alice", "wrong", "10.0.0.2", wrong}, {"alice", al, "10.0.0.3", ok},
+          {"alice", "wrong", "10.0.0.4", wrong}, {"alice", "wrong", "10.0.0.5", wrong}, {"alice", al, "10.0.0.6", ok}}},
+        {"clients without a usable address share no record",
+         {{"nobody-1", "x", nullptr, wrong}, {"nobody-2", "x", "not an address", wrong},
+          {"nobody-3", "x", nullptr, wrong}, {"admin", a, nullptr, ok}}},
+        {"0 attempts never block",
+         {{"alice", "wrong", "10.0.0.1", wrong}, {"alice", "wrong", "10.0.0.1", wrong},
+          {"alice", "wrong", "10.0.0.1", wrong}, {"alice", al, "10.0.0.1", ok}},
+         "0"},
     };
-    const Row rows[] = {{"admin", VORN_LOGIN_SUCCESS}, {"nobody-here", VORN_LOGIN_WRONG}, {"bob", VORN_LOGIN_DISABLED}};
     for (const Row& row : rows) {
-        CgiRecord cgi;
-        VORN_LOGIN_PARAMS params = {row.user, nullptr, nullptr};
-        EXPECT_EQ(VornCgiLoginNoAuth(cgi.get(), nullptr, 0, &params), row.expected) << row.user;
+        arx_testing::RemoveTree(root_.Path("/run/vorn/autoblock"));
+        Configure(std::string("login_max_attempts=\"") + row.maxAttempts + "\"\n");
+        for (const Step& step : row.steps)
+            EXPECT_EQ(LogIn(step.user, step.password, step.address).result, step.expected)
+                << row.description << ": " << step.user << " from " << (step.address ? step.address : "nowhere");
     }
-    vorn::ForEachSession([&](const vorn::Session& session) { names.push_back(session.user); });
-    EXPECT_EQ(names, std::vector<std::string>{"admin"});
+    // A block lasts until its time (here: the record says when).
+    Configure("login_max_attempts=\"3\"\n");
+    const std::string until = std::to_string(time(nullptr) + 60);
+    root_.WriteFile("/run/vorn/autoblock/ip-10.0.0.1", "{\"attempts\":[],\"blocked_until\":" + until + "}\n", 0600);
+    EXPECT_EQ(LogIn("admin", a, "10.0.0.1").result, blocked);
+    root_.WriteFile("/run/vorn/autoblock/ip-10.0.0.1", "{\"attempts\":[],\"blocked_until\":1}\n", 0600);
+    EXPECT_EQ(LogIn("admin", a, "10.0.0.1").result, ok);
+    // Attempts another process counted after reading the clock a second later.
+    const std::string ahead = std::to_string(time(nullptr) + 1);
+    root_.WriteFile("/run/vorn/autoblock/ip-10.0.0.1", "{\"attempts\":[" + ahead + "," + ahead + "," + ahead + "]}\n", 0600);
+    EXPECT_EQ(LogIn("admin", a, "10.0.0.1").result, blocked) << "attempts a second ahead still count";
 }
 
-TEST_F(LoginTest, LoginSweepsExpiredSessionsAndStrayFiles)
+TEST_F(LoginTest, SweepsOfOldRecordsAndSessions)
 {
-    Configure("session_timeout=\"15\"\n");
-    const std::string old = LoginSession("alice", kAlice.password);
-    const std::string fresh = LoginSession("admin", kAdmin.password);
+    Configure("login_max_attempts=\"3\"\nsession_timeout=\"15\"\n");
+    const std::string stale = "/run/vorn/autoblock/ip-10.9.9.9";
+    const std::string old = LogIn("alice", kAlice.password).id, fresh = LogIn("admin", kAdmin.password).id;
     Age(old, 16 * 60);
-    root_.WriteFile("/run/vorn/session/" + fresh + ".AbCdEf", "half", 0600);
-    const std::string stray = root_.Path("/run/vorn/session/" + fresh + ".AbCdEf");
+    const std::string stray = "/run/vorn/session/" + fresh + ".AbCdEf";
+    root_.WriteFile(stray, "half", 0600);
     const timeval longAgo[2] = {{1, 0}, {1, 0}};
-    utimes(stray.c_str(), longAgo);
-
-    ASSERT_FALSE(LoginSession("alice", kAlice.password).empty());
-    struct stat st;
-    EXPECT_NE(stat(root_.Path("/run/vorn/session/" + old).c_str(), &st), 0) << "expired: removed";
-    EXPECT_EQ(stat(root_.Path("/run/vorn/session/" + fresh).c_str(), &st), 0);
-    EXPECT_NE(stat(stray.c_str(), &st), 0) << "a crashed writer's file: removed";
+    utimes(root_.Path(stray).c_str(), longAgo);
+    root_.WriteFile(stale, "{\"attempts\":[1],\"blocked_until\":0}\n", 0600);
+    EXPECT_EQ(LogIn("alice", "wrong").result, VORN_LOGIN_WRONG);
+    EXPECT_EQ(ModeOf("/run/vorn/session/" + old), -1) << "an expired session goes at every login";
+    EXPECT_NE(ModeOf("/run/vorn/session/" + fresh), -1);
+    EXPECT_EQ(ModeOf(stray), -1) << "a crashed writer's file, once it is old";
+    EXPECT_NE(ModeOf(stale), -1) << "blocking records go at most every few minutes";
+    ASSERT_EQ(utimes(root_.Path("/run/vorn/autoblock/.swept").c_str(), longAgo), 0);
+    EXPECT_EQ(LogIn("admin", kAdmin.password).result, VORN_LOGIN_SUCCESS);
+    EXPECT_EQ(ModeOf(stale), -1) << "swept once its time came";
 }
 
 }  // namespace

@@ -88,7 +88,10 @@ extern "C" int VornCgiLogout(VornCgi* cgi, const char* user)
             VLIBCErrSet(VLIB_ERR_SESSION_INVALID);
             return 0;
         }
-        vorn::DeleteSession(id);
+        if (!vorn::DeleteSession(id)) {
+            VLIBCErrSet(VLIB_ERR_LOCK_FAILED);
+            return 0;
+        }
         priv->session.loginSessionId.clear();
         vorn::ForgetRequestSession(*priv);
         vorn::SetSessionPaths(cgi, "");

@@ -1,6 +1,6 @@
 #include "cgi/session/one_time_code.h"
 
-#include <fcntl.h>
+#include <errno.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/file.h>
@@ -9,10 +9,10 @@
 
 #include <vorn/log.h>
 #include <vorn/root.h>
-#include <vorn/user.h>
 
 #include "base/file_read.h"
 #include "base/file_write.h"
+#include "base/safe_open.h"
 #include "lib/core/libraries.h"
 
 namespace vorn {
@@ -22,60 +22,112 @@ namespace {
 constexpr long long kStepSeconds = 30;
 constexpr size_t kMinimumKeyBytes = 10;  // 80 bits
 constexpr unsigned kModulus = 1000000;   // 6 digits
+constexpr char kStoreDir[] = "/usr/vorn/etc/otp";
+constexpr char kUsedSuffix[] = ".used";
 
 using EvpSha1 = const void* (*)();
 using Hmac = unsigned char* (*)(const void* md, const void* key, int keyLength, const unsigned char* data,
                                 size_t dataLength, unsigned char* out, unsigned* outLength);
 
-// "" for a name that cannot stand as a directory name.
-std::string SecretPath(const std::string& user)
+// A step as the used-code record holds it: decimal digits and a line end.
+bool ParseStep(std::string text, long long& step)
 {
-    if (user.empty() || user == "." || user == ".." || user.find('/') != std::string::npos)
-        return "";
-    return VORNRootPathString(VORN_PREFERENCE_DIR) + "/" + user + "/otp";
+    while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))
+        text.pop_back();
+    if (text.empty() || text.size() > 18)
+        return false;
+    step = 0;
+    for (char c : text) {
+        if (c < '0' || c > '9')
+            return false;
+        step = step * 10 + (c - '0');
+    }
+    return true;
 }
 
-// A held flock on the secret file: two logins with the same code cannot
-// both pass.
-class SecretFile {
+bool EndsWith(const std::string& text, const std::string& suffix)
+{
+    return text.size() >= suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
+}
+
+// The store's file of the user's secret; "" for a name that is no file
+// name there (nor one that would name another user's used-code record).
+std::string SecretPath(const std::string& user)
+{
+    if (user.empty() || user == "." || user == ".." || user.find('/') != std::string::npos ||
+        EndsWith(user, kUsedSuffix))
+        return "";
+    return VORNRootPathString(kStoreDir) + "/" + user;
+}
+
+// The secret file, opened without following a link or waiting on a FIFO,
+// and its key.  Holding it open holds an flock on it: two logins with the
+// same code cannot both pass.
+class Secret {
 public:
-    explicit SecretFile(const std::string& path) : fd_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW))
+    explicit Secret(const std::string& path) : fd_(base::OpenForReading(path.c_str(), base::Links::kRefuse, &st_))
     {
-        if (fd_ >= 0 && flock(fd_, LOCK_EX) != 0) {
-            close(fd_);
-            fd_ = -1;
-        }
+        error_ = fd_ < 0 ? errno : 0;
     }
-    ~SecretFile()
+    ~Secret()
     {
+        explicit_bzero(key_.data(), key_.size());
         if (fd_ >= 0)
             close(fd_);
     }
-    SecretFile(const SecretFile&) = delete;
-    SecretFile& operator=(const SecretFile&) = delete;
+    Secret(const Secret&) = delete;
+    Secret& operator=(const Secret&) = delete;
 
-    bool Read(std::string& text) const
+    bool missing() const { return fd_ < 0 && error_ == ENOENT; }
+
+    // Reads the key, locked when lock is true; false (logged) when the
+    // record cannot be used.
+    bool Load(const std::string& user, bool lock)
     {
+        std::string text;
+        const char* problem = nullptr;
         if (fd_ < 0)
-            return false;
-        char buffer[256];
-        const ssize_t n = pread(fd_, buffer, sizeof buffer, 0);
-        if (n < 0)
-            return false;
-        text.assign(buffer, static_cast<size_t>(n));
-        return true;
+            problem = error_ == ELOOP ? "is a link" : error_ == EINVAL || error_ == EISDIR ? "is no regular file"
+                                                                                         : "cannot be opened";
+        else if (lock && flock(fd_, LOCK_EX) != 0)
+            problem = "cannot be locked";
+        else if (!base::ReadWholeDescriptor(fd_, st_, text))
+            problem = "cannot be read";
+        else if (!DecodeBase32(text, key_) || key_.size() < kMinimumKeyBytes)
+            problem = "is not base32 of at least 80 bits";
+        explicit_bzero(text.data(), text.size());
+        if (problem == nullptr)
+            return true;
+        VLIBCLog(LOG_ERR, "one_time_code:%d the two-step secret of %s %s", __LINE__, user.c_str(), problem);
+        return false;
     }
 
+    const std::string& key() const { return key_; }
+
 private:
+    struct stat st_ = {};
     int fd_;
+    int error_;
+    std::string key_;
 };
 
-long long LastUsedStep(const std::string& path)
+// The last accepted step: -1 when none was recorded; false (logged) when
+// the record is there but cannot be used, since a code could then be used
+// again.
+bool LastUsedStep(const std::string& path, long long& step)
 {
     std::string text;
-    if (!base::ReadWholeFile(path.c_str(), text))
-        return -1;
-    return strtoll(text.c_str(), nullptr, 10);
+    step = -1;
+    if (!base::ReadWholeFile(path.c_str(), text, nullptr, base::Links::kRefuse)) {
+        if (errno == ENOENT)
+            return true;
+        VLIBCLog(LOG_ERR, "one_time_code:%d cannot read %s: %m", __LINE__, path.c_str());
+        return false;
+    }
+    if (ParseStep(text, step))
+        return true;
+    VLIBCLog(LOG_ERR, "one_time_code:%d %s holds no step", __LINE__, path.c_str());
+    return false;
 }
 
 bool ParseCode(const char* text, unsigned& code)
@@ -167,11 +219,15 @@ bool OneTimeCodeOf(const std::string& key, unsigned long long step, unsigned& co
     return true;
 }
 
-bool HasOneTimeSecret(const std::string& user)
+TwoStep TwoStepOf(const std::string& user)
 {
     const std::string path = SecretPath(user);
-    struct stat st;
-    return !path.empty() && lstat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0;
+    if (path.empty())
+        return TwoStep::kOff;
+    Secret secret(path);
+    if (secret.missing())
+        return TwoStep::kOff;
+    return secret.Load(user, false) ? TwoStep::kOn : TwoStep::kBroken;
 }
 
 OneTimeCheck CheckOneTimeCode(const std::string& user, const char* code, long long now)
@@ -180,16 +236,17 @@ OneTimeCheck CheckOneTimeCode(const std::string& user, const char* code, long lo
     if (!ParseCode(code, given))
         return OneTimeCheck::kRejected;
     const std::string secretPath = SecretPath(user);
-    const SecretFile secret(secretPath);
-    std::string text, key;
-    if (!secret.Read(text) || !DecodeBase32(text, key) || key.size() < kMinimumKeyBytes) {
-        VLIBCLog(LOG_ERR, "one_time_code:%d the secret of %s is missing or not usable", __LINE__, user.c_str());
+    if (secretPath.empty())
         return OneTimeCheck::kError;
-    }
-    const std::string usedPath = secretPath + ".used";
+    Secret secret(secretPath);
+    if (!secret.Load(user, true))
+        return OneTimeCheck::kError;
+    const std::string usedPath = secretPath + kUsedSuffix;
+    long long lastUsed;
+    if (!LastUsedStep(usedPath, lastUsed))
+        return OneTimeCheck::kError;
     bool failed = false;
-    const long long step = MatchingStep(key, given, now, LastUsedStep(usedPath), failed);
-    explicit_bzero(key.data(), key.size());
+    const long long step = MatchingStep(secret.key(), given, now, lastUsed, failed);
     if (failed)
         return OneTimeCheck::kError;
     if (step < 0)

@@ -2,6 +2,7 @@
 
 #include <string.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <string>
@@ -14,76 +15,58 @@
 #include <vorn/session.h>
 
 #include "cgi/session/session_test_support.h"
-#include "testing/cgi_record.h"
-#include "testing/child_process.h"
-#include "testing/sessions.h"
 
 namespace {
 
+using vorn_testing::LogIn;
+
 using arx_testing::CgiRecord;
-using arx_testing::kAdmin;
-using arx_testing::kAlice;
-using arx_testing::LoginSession;
 
 class SessionRemovalTest : public vorn_testing::SessionTest {
 protected:
     void SetUp() override
     {
         SessionTest::SetUp();
-        alice1_ = LoginSession("alice", kAlice.password, "127.0.0.1");
-        alice2_ = LoginSession("alice", kAlice.password, "10.0.0.7");
-        admin_ = LoginSession("admin", kAdmin.password, "10.0.0.7");
+        a_ = LogIn("alice", arx_testing::kAlice.password).id;
+        b_ = LogIn("alice", arx_testing::kAlice.password, "10.0.0.7").id;
+        c_ = LogIn("admin", arx_testing::kAdmin.password, "10.0.0.7").id;
     }
-
-    // Which of the three sessions are still live.
+    // Which of the three sessions are still live: "abc" for all.
     std::string Live() const
     {
         std::string live;
         vorn::ForEachSession([&](const vorn::Session& session) {
             if (!session.ended)
-                live += session.id == alice1_ ? "a" : session.id == alice2_ ? "b" : "c";
+                live += session.id == a_ ? "a" : session.id == b_ ? "b" : "c";
         });
         std::sort(live.begin(), live.end());
         return live;
     }
-
-    std::string alice1_, alice2_, admin_;
+    std::string a_, b_, c_;
 };
 
-TEST_F(SessionRemovalTest, ByAttribute)
+TEST_F(SessionRemovalTest, ByAttributeTheSessionsBecomeMarkers)
 {
-    struct Row {
-        int attribute;
-        const char* value;
-        int ended;
-        const char* live;
-    };
+    struct Row { int attribute; std::string value; int ended; const char* live; };
     const Row rows[] = {
         {CURRENT_USER_INDEX_USER, "nobody-here", 0, "abc"},
-        {CURRENT_USER_INDEX_ADDRESS, "::ffff:10.0.0.7", 2, "a"},
+        {CURRENT_USER_INDEX_SID, c_, 1, "ab"},
+        {CURRENT_USER_INDEX_ADDRESS, "::ffff:10.0.0.7", 1, "a"},  // compared in canonical form
         {CURRENT_USER_INDEX_USER, "Alice", 1, ""},
         {CURRENT_USER_INDEX_USER, "alice", 0, ""},  // ended ones are not ended again
     };
     for (const Row& row : rows) {
         CgiRecord cgi;
-        EXPECT_EQ(VornCgiLogoutByAttr(cgi.get(), row.attribute, row.value, 0), row.ended) << row.value;
+        EXPECT_EQ(VornCgiLogoutByAttr(cgi.get(), row.attribute, row.value.c_str(), 0), row.ended) << row.value;
         EXPECT_EQ(Live(), row.live) << row.value;
     }
+    EXPECT_TRUE(Stored(c_).ended) << "kept as a marker";
     CgiRecord cgi;
     EXPECT_EQ(VornCgiLogoutByAttr(cgi.get(), 7, "alice", 0), -1);
-    EXPECT_EQ(VornCgiLogoutByAttr(cgi.get(), CURRENT_USER_INDEX_USER, nullptr, 0), -1);
-    EXPECT_EQ(VornCgiRemoveSessionByIndex(cgi.get(), CURRENT_USER_INDEX_SID, "AAAAAAAAAAAAAAAAAAAAAA"), 0);
+    EXPECT_EQ(VornCgiRemoveSessionByIndex(cgi.get(), CURRENT_USER_INDEX_USER, nullptr), -1);
 }
 
-TEST_F(SessionRemovalTest, BySessionId)
-{
-    CgiRecord cgi;
-    EXPECT_EQ(VornCgiRemoveSessionByIndex(cgi.get(), CURRENT_USER_INDEX_SID, alice2_.c_str()), 1);
-    EXPECT_EQ(Live(), "ac");
-    EXPECT_TRUE(Stored(alice2_).ended) << "kept as a marker";
-}
-
-TEST_F(SessionRemovalTest, ByFilterOnJsonObjects)
+TEST_F(SessionRemovalTest, ByAFilterOnJsonObjects)
 {
     struct Seen {
         std::vector<std::string> users;
@@ -91,8 +74,7 @@ TEST_F(SessionRemovalTest, ByFilterOnJsonObjects)
     } seen;
     const auto filter = [](json_object* session, void* data) -> BOOL {
         Seen& seen = *static_cast<Seen*>(data);
-        json_object* user = nullptr;
-        json_object* address = nullptr;
+        json_object *user = nullptr, *address = nullptr;
         seen.tokenShown = seen.tokenShown || json_object_object_get_ex(session, "token", nullptr);
         if (!json_object_object_get_ex(session, "user", &user) ||
             !json_object_object_get_ex(session, "address", &address))
@@ -107,36 +89,28 @@ TEST_F(SessionRemovalTest, ByFilterOnJsonObjects)
     std::sort(seen.users.begin(), seen.users.end());
     EXPECT_EQ(seen.users, (std::vector<std::string>{"admin", "alice", "alice"}));
     EXPECT_FALSE(seen.tokenShown) << "the token is not handed out";
-
     seen.users.clear();
     EXPECT_EQ(VornCgiRemoveSessionByFunc(cgi.get(), filter, &seen), 0);
     EXPECT_EQ(seen.users.size(), 2u) << "ended sessions are not offered";
     EXPECT_EQ(VornCgiRemoveSessionByFunc(cgi.get(), nullptr, nullptr), -1);
 }
 
-TEST_F(SessionRemovalTest, LogoutEndsTheRequestsOwnSession)
+TEST_F(SessionRemovalTest, LogoutRemovesTheRequestsOwnSessionUnderTheLock)
 {
-    struct Row {
-        const char* user;
-        int result;
+    const auto logout = [&](const char* user) {
+        setenv("HTTP_COOKIE", ("id=" + a_).c_str(), 1);
+        CgiRecord cgi;
+        VornCgiLoadInCookies(cgi.get());
+        return VornCgiLogout(cgi.get(), user);
     };
-    const Row rows[] = {{"admin", 0}, {"ALICE", 1}, {"alice", 0}};
-    for (const Row& row : rows) {
-        const auto run = arx_testing::RunInChild(
-            [&] {
-                CgiRecord cgi;
-                VornCgiLoadInCookies(cgi.get());
-                printf("%d\n", VornCgiLogout(cgi.get(), row.user));
-                VornCgiPrintHTTPHeader(cgi.get());
-            },
-            arx_testing::WithEnvironment({{"HTTP_COOKIE", "id=" + alice1_}}));
-        if (row.result == 1)
-            EXPECT_EQ(run.output, "1\nSet-Cookie: id=; Path=/; Max-Age=0; HttpOnly; SameSite=Lax\r\n\r\n");
-        else
-            EXPECT_EQ(run.output, "0\n\r\n") << row.user << ": not this session's user, or gone";
-    }
-    struct stat st;
-    EXPECT_NE(stat(root_.Path("/run/vorn/session/" + alice1_).c_str(), &st), 0) << "the file is removed";
+    EXPECT_EQ(logout("admin"), 0) << "not this session's user";
+    const std::string lock = root_.Path("/run/vorn/session/.lock");
+    ASSERT_EQ(rename(lock.c_str(), (lock + "-aside").c_str()) | mkdir(lock.c_str(), 0700), 0);
+    EXPECT_EQ(logout(nullptr), 0) << "without the store's lock nothing is removed";
+    EXPECT_FALSE(Stored(a_).ended);
+    rmdir(lock.c_str());
+    EXPECT_EQ(logout("ALICE"), 1);
+    EXPECT_EQ(ModeOf("/run/vorn/session/" + a_), -1) << "the file is removed";
     EXPECT_EQ(Live(), "bc");
 }
 

@@ -1,8 +1,6 @@
 #include "cgi/session/session_store.h"
 
 #include <errno.h>
-#include <fcntl.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -19,13 +17,13 @@
 #include "base/root_moment.h"
 #include "cgi/session/flat_json.h"
 #include "cgi/session/session_id.h"
+#include "cgi/session/sweep_stamp.h"
 
 namespace vorn {
 
 namespace {
 
 constexpr mode_t kSessionFileMode = 0600;
-constexpr long long kSweepInterval = 5 * 60;
 constexpr long long kStrayFileAge = 60;  // a writer's temporary file is older than any write
 constexpr int kCreateAttempts = 3;
 
@@ -80,26 +78,6 @@ bool FromJson(const std::string& text, Session& session)
     session.ended = state == "ended";
     session.endedAt = 0;
     return !session.ended || FlatNumber(object, "ended_at", session.endedAt);
-}
-
-// Writes text to a new file at path without ever replacing one: a temporary
-// file is written whole and then linked to its name, which fails when the
-// name is taken.  1 written, 0 the name is taken, -1 failure.
-int WriteNewFile(const std::string& path, const std::string& text)
-{
-    std::string temporary = path + ".XXXXXX";
-    const int fd = mkostemp(temporary.data(), O_CLOEXEC);
-    if (fd < 0)
-        return -1;
-    bool ok = fchmod(fd, kSessionFileMode) == 0 && base::WriteAll(fd, text) && fsync(fd) == 0;
-    ok = close(fd) == 0 && ok;
-    int result = -1;
-    if (ok)
-        result = link(temporary.c_str(), path.c_str()) == 0 ? 1 : errno == EEXIST ? 0 : -1;
-    const int error = errno;
-    unlink(temporary.c_str());
-    errno = error;
-    return result;
 }
 
 // Reads a session file.  Only root may read the store; a process that
@@ -192,7 +170,7 @@ bool CreateSession(Session& session)
     for (int attempt = 0; attempt < kCreateAttempts; ++attempt) {
         if (!NewRandomId(session.id) || !NewRandomId(session.token))
             return false;
-        const int written = WriteNewFile(SessionPath(session.id), ToJson(session));
+        const int written = base::CreateFileExclusively(SessionPath(session.id), ToJson(session), kSessionFileMode);
         if (written == 1)
             return true;
         if (written < 0) {
@@ -227,8 +205,14 @@ bool DeleteSession(const std::string& id)
 {
     if (!IsSessionId(id))
         return false;
+    // Without the lock a writer could be replacing the file just now and
+    // bring the session back; nothing is removed then.
     base::LockFileGuard lock(SessionLockPath(), kSessionFileMode);
-    return unlink(SessionPath(id).c_str()) == 0;
+    if (!lock.locked()) {
+        VLIBCLog(LOG_ERR, "session_store:%d cannot lock the session store: %m", __LINE__);
+        return false;
+    }
+    return unlink(SessionPath(id).c_str()) == 0 || errno == ENOENT;
 }
 
 void ForEachSession(const std::function<void(const Session&)>& visit)
@@ -291,17 +275,8 @@ void SweepSessions(long long now, long long timeoutSeconds)
 
 void SweepSessionsWhenDue(long long now, long long timeoutSeconds)
 {
-    const std::string stamp = SessionDir() + "/.swept";
-    struct stat st;
-    if (stat(stamp.c_str(), &st) == 0 && now - st.st_mtime < kSweepInterval && st.st_mtime <= now)
-        return;
-    // Whoever touches the stamp first sweeps; the others see it fresh.
-    const int fd = open(stamp.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kSessionFileMode);
-    if (fd < 0)
-        return;
-    futimens(fd, nullptr);
-    close(fd);
-    SweepSessions(now, timeoutSeconds);
+    if (SweepIsDue(SessionDir() + "/.swept", now))
+        SweepSessions(now, timeoutSeconds);
 }
 
 std::string PublicView(const Session& session)

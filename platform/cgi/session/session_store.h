@@ -47,6 +47,8 @@ bool CreateSession(Session& session);
 // or cannot be written.
 bool UpdateSession(const std::string& id, const std::function<bool(Session&)>& change);
 
+// Removes the session's file under the store lock; false (logged) when
+// the lock cannot be taken, and then nothing is removed.
 bool DeleteSession(const std::string& id);
 
 // Calls visit for every readable session file.

@@ -45,6 +45,7 @@ struct Crypto {
     using DigestVerifyInit = int (*)(void*, void**, const void*, void*, void*);
     using DigestVerify = int (*)(void*, const unsigned char*, size_t, const unsigned char*, size_t);
     using ClearError = void (*)();
+    using Digest = int (*)(const void*, size_t, unsigned char*, unsigned*, const void*, void*);
 
     BioNewMemBuf bioNewMemBuf = Libcrypto().Find<BioNewMemBuf>("BIO_new_mem_buf");
     BioFree bioFree = Libcrypto().Find<BioFree>("BIO_free");
@@ -58,11 +59,12 @@ struct Crypto {
     DigestVerifyInit digestVerifyInit = Libcrypto().Find<DigestVerifyInit>("EVP_DigestVerifyInit");
     DigestVerify digestVerify = Libcrypto().Find<DigestVerify>("EVP_DigestVerify");
     ClearError clearError = Libcrypto().Find<ClearError>("ERR_clear_error");
+    Digest digest = Libcrypto().Find<Digest>("EVP_Digest");
 
     bool Complete() const
     {
         return bioNewMemBuf && bioFree && pemReadBioPubkey && pkeyFree && pkeyBaseId && pkeyBits && mdCtxNew &&
-               mdCtxFree && sha256 && digestVerifyInit && digestVerify && clearError;
+               mdCtxFree && sha256 && digestVerifyInit && digestVerify && clearError && digest;
     }
 };
 
@@ -194,6 +196,24 @@ const char* CheckClaims(const Json::Value& claims, const Provider& provider, lon
     return nullptr;
 }
 
+// The token's key: SHA-256 over the issuer and its id, in hex; "" when the
+// digest fails.
+std::string TokenKey(const Crypto& crypto, const std::string& issuer, const std::string& id)
+{
+    const std::string text = issuer + '\n' + id;
+    unsigned char digest[64];
+    unsigned length = 0;
+    if (crypto.digest(text.data(), text.size(), digest, &length, crypto.sha256(), nullptr) != 1 || length != 32)
+        return "";
+    static const char kHex[] = "0123456789abcdef";
+    std::string key;
+    for (unsigned i = 0; i < length; ++i) {
+        key.push_back(kHex[digest[i] >> 4]);
+        key.push_back(kHex[digest[i] & 0x0F]);
+    }
+    return key;
+}
+
 SsoCheck Refuse(const char* reason)
 {
     VLIBCLog(LOG_ERR, "sso_token:%d token refused: %s", __LINE__, reason);
@@ -224,7 +244,7 @@ std::string EcdsaRawToDer(std::string_view raw)
     return der + body;
 }
 
-SsoCheck CheckSsoToken(std::string_view token, SsoKind kind, long long now, std::string& user)
+SsoCheck CheckSsoToken(std::string_view token, SsoKind kind, long long now, SsoClaims& accepted)
 {
     const size_t firstDot = token.find('.');
     const size_t secondDot = firstDot == std::string_view::npos ? firstDot : token.find('.', firstDot + 1);
@@ -253,7 +273,18 @@ SsoCheck CheckSsoToken(std::string_view token, SsoKind kind, long long now, std:
         return Refuse(reason);
     if ((reason = CheckClaims(claims, provider, now)) != nullptr)
         return Refuse(reason);
-    user = claims[provider.userClaim].asString();
+    // A token without an id is known by what was signed, not by the
+    // signature: an ES256 signature can be turned into another valid one.
+    const Json::Value& id = claims["jti"];
+    const std::string key = TokenKey(*crypto, provider.issuer,
+                                     id.isString() && !id.asString().empty()
+                                         ? "jti:" + id.asString()
+                                         : "signed:" + std::string(token.substr(0, secondDot)));
+    if (key.empty())
+        return SsoCheck::kError;
+    accepted.user = claims[provider.userClaim].asString();
+    accepted.key = key;
+    accepted.expires = static_cast<long long>(claims["exp"].asDouble()) + 1 + kClockSkew;
     return SsoCheck::kAccepted;
 }
 

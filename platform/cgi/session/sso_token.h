@@ -22,9 +22,17 @@ enum class SsoKind { kAzure, kOidc };
 
 enum class SsoCheck { kAccepted, kRefused, kError };
 
-// On kAccepted, user holds the claim's value.  A refusal is logged with its
-// reason; kError means libcrypto is missing.
-SsoCheck CheckSsoToken(std::string_view token, SsoKind kind, long long now, std::string& user);
+// What an accepted token says.
+struct SsoClaims {
+    std::string user;       // the value of the provider's user claim
+    std::string key;        // names this token among all: 64 hex digits of SHA-256 over the
+                            // issuer and the token's "jti" (without one, its signed part)
+    long long expires = 0;  // until when it is accepted ("exp" and the clock skew)
+};
+
+// On kAccepted, claims holds what the token says.  A refusal is logged with
+// its reason; kError means libcrypto is missing.
+SsoCheck CheckSsoToken(std::string_view token, SsoKind kind, long long now, SsoClaims& claims);
 
 // The DER form (ASN.1 SEQUENCE of two INTEGERs) of a JWT's raw ECDSA
 // signature r || s; "" when raw is not two halves of at most 66 bytes.

@@ -54,9 +54,10 @@ VORN_EXPORT void VornCgiFree(VornCgi *cgi);
  * caller frees, or NULL when there is none.  GET and HEAD give QUERY_STRING;
  * other methods give the body (exactly CONTENT_LENGTH bytes of standard
  * input), unless it is multipart/form-data, which only the upload
- * operations read.  A body larger than the configuration key cgi_max_body,
- * shorter than announced, or holding a NUL byte gives NULL, one log line
- * and a platform error, and so does every later call. */
+ * operations read.  A body larger than the configuration key cgi_max_body
+ * (1 MiB unless configured), shorter than announced, or holding a NUL byte
+ * gives NULL, one log line and a platform error, and so does every later
+ * call. */
 VORN_EXPORT char *VornCgiGetParamLine(void);
 
 /* Decodes name=value pairs joined by '&' into the record: '+' is a space,

@@ -23,7 +23,7 @@ typedef int BOOL;
 
 /* The session store (before root mapping). */
 #define VORN_SESSION_DIR "/run/vorn/session"
-/* Failed-login counters, one file per client address. */
+/* Failed-login counters, one file per client address and per account name. */
 #define VORN_AUTOBLOCK_DIR "/run/vorn/autoblock"
 
 /* The credentials of a login.  The library reads only the first member. */
@@ -90,20 +90,23 @@ VORN_BEGIN_DECLS
 
 /* Logins.  out (size bytes) receives the new session id; the CGI record
  * knows the session afterwards and the cookie "id" is queued.  Checks, in
- * order: the client address is not blocked, the user exists, the password
- * matches, the account is neither locked nor expired, and for a user with a
+ * order: the attempt is counted and neither the client address nor the
+ * account name is blocked, the user exists, the password matches, the
+ * account is neither locked nor expired, and for a user with a
  * one-time-code secret, the code.  Results: VORN_LOGIN_...; every failure
  * but VORN_LOGIN_OTP_NEEDED without a code counts toward blocking the
- * client address. */
+ * client address and the account name. */
 VORN_EXPORT int VornCgiLogin(VornCgi *cgi, char *out, int size, VORN_LOGIN_PARAMS *params);
 VORN_EXPORT int VornCgiLoginWithOTPAuth(VornCgi *cgi, char *out, int size, VORN_LOGIN_PARAMS *params,
                                         const char *otpCode);
 
 /* Single sign-on: token is a signed JWT (RS256 or ES256) of an identity
  * provider configured under /usr/vorn/etc/sso/ ("azure" or "oidc" type);
- * the user is the one its configured claim names and must exist locally.
- * params->szPasswd is not used.  flag: reserved.  Results as above; a
- * refused token is VORN_LOGIN_WRONG. */
+ * the user is the one its configured claim names, exactly, and must be an
+ * ordinary local account (uid at least UID_MIN of /etc/login.defs, 1000
+ * without one).  A token is accepted once.  params->szPasswd is not used.
+ * flag: reserved.  Results as above; a refused, misnamed or reused token is
+ * VORN_LOGIN_WRONG. */
 VORN_EXPORT int VornCgiLoginWithAzureSSOAuth(VornCgi *cgi, char *out, int size, VORN_LOGIN_PARAMS *params,
                                              const char *token, bool flag);
 VORN_EXPORT int VornCgiLoginWithOIDCSSOAuth(VornCgi *cgi, char *out, int size, VORN_LOGIN_PARAMS *params,
@@ -138,7 +141,8 @@ VORN_EXPORT int VornCgiRemoveSessionByFunc(VornCgi *cgi, VornCgiSessionFilter fi
 
 /* Validates the session named by the cookie "id".  On success writes its
  * user into user (size bytes) and returns 1; otherwise VORN_AUTH_...:
- * no id -5; unknown, malformed or expired -1; ended for its user -3;
+ * no id -5; unknown, malformed or expired -1; ended for its user -3; an
+ * account deleted, locked, expired or renumbered since the login -1;
  * another client address -8 (while session_check_ip is on and the record's
  * skip_check_ip is 0); an administrator needed -2; tokens on, a method
  * other than GET or HEAD, and neither the header X-VornToken nor the
@@ -167,7 +171,9 @@ VORN_EXPORT int VornCgiGetSessPath(VornCgi *cgi, char *buffer, int size);
 VORN_EXPORT const char *VornCgiGetLang(VornCgi *cgi);
 
 /* The uid and primary gid of the user of a live session, when the session
- * id and the user name (ignoring ASCII case) match; else -1. */
+ * id and the user name (ignoring ASCII case) match and the account is still
+ * as it was at login (same name, uid and gid, not locked or expired); else
+ * -1. */
 VORN_EXPORT int VornCgiUIDGet(const char *sid, const char *user);
 VORN_EXPORT int VornCgiGIDGet(const char *sid, const char *user);
 

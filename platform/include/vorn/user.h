@@ -3,6 +3,7 @@
  *
  * Local users and groups come from the root's /etc/passwd, /etc/group and
  * /etc/shadow; local names match exactly first, then ignoring ASCII case.
+ * Group members are compared exactly with the name as the file spells it.
  * Names holding a backslash or "@" (directory users and groups, such as
  * "DOMAIN\bob") are looked up through the system's NSS instead.
  */

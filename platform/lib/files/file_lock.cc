@@ -48,9 +48,18 @@ enum class Attempt { kLocked, kBusy, kStale, kFailed };
 
 Attempt TryOnce(const char* path, int operation, int& fd)
 {
-    fd = open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kLockFileMode);
+    // Non-blocking and regular files only: a FIFO or a device planted at
+    // the path must neither hold up nor serve as the lock.
+    fd = open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, kLockFileMode);
     if (fd < 0)
         return Attempt::kFailed;
+    struct stat st;
+    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+        close(fd);
+        fd = -1;
+        errno = EINVAL;
+        return Attempt::kFailed;
+    }
     if (flock(fd, operation | LOCK_NB) != 0) {
         const int error = errno;
         close(fd);

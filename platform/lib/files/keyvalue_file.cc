@@ -94,8 +94,11 @@ extern "C" int VLIBCFileSetKeyValue(const char* file, const char* key, const cha
         VLIBCErrSet(VLIB_ERR_LOCK_FAILED);
         return -1;
     }
+    // The file is replaced, never written through a link; nor is its old
+    // text read through one (a link planted in a user's directory would
+    // have root copy another file's text into the new one).
     std::string content;
-    if (!base::ReadWholeFile(file, content) && errno != ENOENT) {
+    if (!base::ReadWholeFile(file, content, nullptr, base::Links::kRefuse) && errno != ENOENT) {
         VLIBCLog(LOG_ERR, "keyvalue_file:%d cannot read %s: %m", __LINE__, file);
         VLIBCErrSet(VLIB_ERR_READ_FAILED);
         return -1;

@@ -1,6 +1,7 @@
 // Preference directories of users and groups, created on first request.
 
 #include <errno.h>
+#include <fcntl.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -13,6 +14,7 @@
 #include <vorn/user.h>
 
 #include "base/directories.h"
+#include "base/root_moment.h"
 #include "lib/core/no_throw.h"
 #include "lib/users/user_db.h"
 
@@ -34,10 +36,24 @@ bool IsDirectoryElement(const std::string& name)
     return true;
 }
 
+// Gives a new directory to its owner through a descriptor of the directory
+// itself, never through its name.
+bool GiveAway(const std::string& path, mode_t mode, uid_t owner, gid_t group)
+{
+    const int fd = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    const bool given = fchown(fd, owner, group) == 0 && fchmod(fd, mode) == 0;
+    const int error = errno;
+    close(fd);
+    errno = error;
+    return given;
+}
+
 // Makes path a directory of the given owner and mode unless it is one
 // already (an existing directory is left as it is; anything else there is
 // refused).  The directory is removed again when it cannot be given away.
-bool EnsureDirectory(const std::string& path, mode_t mode, uid_t owner, gid_t group)
+bool MakeDirectory(const std::string& path, mode_t mode, uid_t owner, gid_t group)
 {
     struct stat st;
     if (lstat(path.c_str(), &st) == 0) {
@@ -57,13 +73,30 @@ bool EnsureDirectory(const std::string& path, mode_t mode, uid_t owner, gid_t gr
         VLIBCLog(LOG_ERR, "preference_dir:%d cannot create %s: %m", __LINE__, path.c_str());
         return false;
     }
-    if (lchown(path.c_str(), owner, group) != 0 || chmod(path.c_str(), mode) != 0) {
+    if (!GiveAway(path, mode, owner, group)) {
         VLIBCLog(LOG_ERR, "preference_dir:%d cannot give %s to %u:%u: %m", __LINE__, path.c_str(),
                  static_cast<unsigned>(owner), static_cast<unsigned>(group));
         rmdir(path.c_str());
         return false;
     }
     return true;
+}
+
+// MakeDirectory as root: only root may create the directory and give it
+// away.  A process that switched to a user (its saved uid root) becomes
+// root for this step, so that every existing user has a directory, also
+// when asked for after the switch.
+bool EnsureDirectory(const std::string& path, mode_t mode, uid_t owner, gid_t group)
+{
+    const uid_t euid = geteuid();
+    base::RootMoment root;
+    const bool made = MakeDirectory(path, mode, owner, group);
+    const int error = errno;
+    if (!root.Return())
+        VLIBCLog(LOG_AUTH | LOG_CRIT, "preference_dir:%d cannot return to uid %u: %m", __LINE__,
+                 static_cast<unsigned>(euid));
+    errno = error;
+    return made;
 }
 
 int CopyPath(const std::string& path, char* buffer, int size)

@@ -277,9 +277,11 @@ bool IsMember(const GroupEntry& group, const UserEntry& user)
 {
     if (user.gid == group.gid)
         return true;
-    const bool directory = IsDirectoryName(user.name);
+    // Exactly: "Admin" may be an account of its own, and must not become a
+    // member of what lists "admin".  Folding case is the login name
+    // lookup's business, which hands over the name as the file spells it.
     for (const std::string& member : group.members) {
-        if (directory ? member == user.name : SameNameIgnoringCase(member, user.name))
+        if (member == user.name)
             return true;
     }
     return false;

@@ -51,7 +51,8 @@ std::vector<std::string> ShadowHashFields();
 bool GroupsOfUser(const UserEntry& user, std::vector<gid_t>& groups);
 
 // Whether the user belongs to the group: by primary gid or as a listed
-// member (local names ignoring ASCII case).
+// member, the name compared exactly with the user's as the database
+// spells it.
 bool IsMember(const GroupEntry& group, const UserEntry& user);
 
 // The fields of one line of a colon-separated database file (or of text
