@@ -1,0 +1,291 @@
+// The module scan: every directory under "webman/modules" and what its
+// "config" declares.  A module that cannot be read or parsed, or that
+// names a path out of its directory or the web root, is logged and left
+// out; the scan goes on with the next.
+
+#include <dirent.h>
+#include <errno.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include <vorn/log.h>
+
+#include "base/file_read.h"
+#include "base/json_cursor.h"
+#include "jsconfig/js_config_parser_private.h"
+#include "jsconfig/json_member.h"
+#include "jsconfig/log_source.h"
+#include "jsconfig/web_root.h"
+
+namespace VORN {
+namespace PAD {
+
+namespace {
+
+using arx::jsconfig::kJSConfigParserLogSource;
+using arx::jsconfig::Member;
+
+// A module config is a few KiB; these bounds keep a broken or hostile one
+// from costing the request more than a refusal.
+constexpr off_t kLargestConfig = 1 << 20;
+constexpr int kDeepestConfig = 64;
+constexpr size_t kMostConfigValues = 100000;
+
+constexpr char kLinkOut[] = "a link out of the web root";
+constexpr char kPathOut[] = "a path out of the module directory";
+
+void LogSkip(const std::string& what, const char* why)
+{
+    VLIBCLog(LOG_ERR, "%s:%d Skip %s: %s.", kJSConfigParserLogSource, __LINE__, what.c_str(), why);
+}
+
+void LogNotObject(const std::string& what)
+{
+    VLIBCLog(LOG_ERR, "%s:%d Skip %s: Config is not an object.", kJSConfigParserLogSource, __LINE__, what.c_str());
+}
+
+void LogConfigError(const std::string& configPath, const std::string& errors)
+{
+    VLIBCLog(LOG_ERR, "%s:%d %s: %s\n", kJSConfigParserLogSource, __LINE__, configPath.c_str(), errors.c_str());
+}
+
+// The entries of dir but "." and "..", in byte order of their names: the
+// order in which a later module wins an id does not depend on the file
+// system.
+std::vector<std::pair<std::string, unsigned char>> SortedEntries(const std::string& dir)
+{
+    std::vector<std::pair<std::string, unsigned char>> entries;
+    DIR* listing = opendir(dir.c_str());
+    if (listing == nullptr)
+        return entries;
+    while (const dirent* entry = readdir(listing)) {
+        if (strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0)
+            entries.emplace_back(entry->d_name, entry->d_type);
+    }
+    closedir(listing);
+    std::sort(entries.begin(), entries.end());
+    return entries;
+}
+
+unsigned char TypeOf(const std::string& path)
+{
+    struct stat st;
+    if (lstat(path.c_str(), &st) != 0)
+        return DT_UNKNOWN;
+    return S_ISDIR(st.st_mode) ? DT_DIR : S_ISLNK(st.st_mode) ? DT_LNK : DT_REG;
+}
+
+std::string Stamp(time_t time)
+{
+    return std::to_string(static_cast<long long>(time));
+}
+
+}  // namespace
+
+void JSConfigParserPrivate::ParseModuleDir(const std::string& root)
+{
+    scanBase_ = arx::jsconfig::BaseFor(root);
+    const std::string relativeDir = root == "vornman" ? "webman/modules" : "modules";
+    for (const auto& [name, listedType] : SortedEntries(Absolute(relativeDir))) {
+        const std::string moduleDir = relativeDir + "/" + name;
+        const unsigned char type = listedType == DT_UNKNOWN ? TypeOf(Absolute(moduleDir)) : listedType;
+        if (type != DT_DIR && type != DT_LNK)
+            continue;
+        if (type == DT_LNK && !arx::jsconfig::ResolvesInsideWebRoot(Absolute(moduleDir))) {
+            LogSkip(moduleDir, kLinkOut);
+            continue;
+        }
+        ParserJSConfig(moduleDir);
+    }
+}
+
+JSConfigParserPrivate::ConfigRead JSConfigParserPrivate::ReadModuleConfig(const std::string& path,
+                                                                          const std::string& configPath,
+                                                                          Json::Value& config, struct stat& st)
+{
+    std::string text;
+    const int fd = arx::jsconfig::OpenInsideWebRoot(Absolute(path), st);
+    if (fd < 0) {
+        if (errno == ELOOP)
+            LogSkip(path, kLinkOut);
+        return ConfigRead::kUnopened;
+    }
+    if (st.st_size > kLargestConfig) {
+        close(fd);
+        LogConfigError(configPath, "larger than " + std::to_string(kLargestConfig) + " bytes");
+        return ConfigRead::kRefused;
+    }
+    const bool read = base::ReadWholeDescriptor(fd, st, text);
+    close(fd);
+    if (!read)
+        return ConfigRead::kUnopened;
+    if (!base::JsonWithinBounds(text, kDeepestConfig, kMostConfigValues)) {
+        LogConfigError(configPath, "nested deeper than " + std::to_string(kDeepestConfig) + " levels or more than " +
+                                       std::to_string(kMostConfigValues) + " values");
+        return ConfigRead::kRefused;
+    }
+    std::string errors;
+    bool parsed = false;
+    try {
+        parsed = reader_->parse(text.data(), text.data() + text.size(), &config, &errors);
+    } catch (const std::exception& e) {
+        errors = e.what();  // beyond the reader's own limits
+    }
+    if (!parsed) {
+        LogConfigError(configPath, errors);
+        return ConfigRead::kRefused;
+    }
+    return ConfigRead::kParsed;
+}
+
+bool JSConfigParserPrivate::ParserJSConfig(const std::string& moduleDir)
+{
+    const std::string stylePath = moduleDir + "/style.css";
+    const std::string configPath = moduleDir + "/config";
+    Json::Value config;
+    struct stat st;
+    ConfigRead read = ConfigRead::kUnopened;
+    bool readConfig = true;
+    if (debug) {
+        const std::string autoDebug = moduleDir + "/auto_config.debug";
+        const std::string chosen =
+            access(Absolute(autoDebug).c_str(), F_OK) == 0 ? autoDebug : moduleDir + "/config.debug";
+        read = ReadModuleConfig(chosen, configPath, config, st);
+        readConfig = read == ConfigRead::kUnopened;
+    }
+    if (readConfig)
+        read = ReadModuleConfig(configPath, configPath, config, st);
+    if (read != ConfigRead::kParsed)
+        return false;
+
+    Json::Value appEntry;
+    Json::Value standaloneEntry;
+    RegisterJS(moduleDir, config, appEntry, standaloneEntry);
+
+    if (access(Absolute(stylePath).c_str(), R_OK) != 0)
+        return true;
+    if (!standaloneEntry.isNull() && !LoadStandaloneCssInARX(standaloneEntry))
+        standaloneCss.insert(stylePath);
+    // The config's time, not the style sheet's, versions the style sheet.
+    struct stat configSt;
+    const time_t configTime = readConfig                                           ? st.st_mtime
+                              : stat(Absolute(configPath).c_str(), &configSt) == 0 ? configSt.st_mtime
+                                                                                   : time(nullptr);
+    cssFiles.append(stylePath + "?v=" + Stamp(configTime));
+    return true;
+}
+
+void JSConfigParserPrivate::RegisterJS(const std::string& moduleDir, const Json::Value& config)
+{
+    Json::Value appEntry;
+    Json::Value standaloneEntry;
+    RegisterJS(moduleDir, config, appEntry, standaloneEntry);
+}
+
+void JSConfigParserPrivate::RegisterJS(const std::string& moduleDir, const Json::Value& config, Json::Value& appEntry,
+                                       Json::Value& standaloneEntry)
+{
+    if (!config.isObject()) {
+        LogNotObject(moduleDir);
+        return;
+    }
+    for (const std::string& file : config.getMemberNames()) {
+        const std::string path = moduleDir + "/" + file;
+        if (!arx::jsconfig::StaysBelow(file)) {
+            LogSkip(path, kPathOut);
+            continue;
+        }
+        if (file != ".url" && access(Absolute(path).c_str(), R_OK) != 0) {
+            LogSkip(path, strerror(errno));
+            continue;
+        }
+        Json::Value entries = config[file];
+        if (entries.isArray() && entries.empty())
+            entries = Json::Value(Json::objectValue);
+        if (!entries.isObject()) {
+            LogNotObject(path);
+            continue;
+        }
+        for (const std::string& id : entries.getMemberNames()) {
+            Json::Value entry = entries[id];
+            if (entry.isArray() && entry.empty())
+                entry = Json::Value(Json::objectValue);
+            if (!entry.isObject()) {
+                LogNotObject(id);
+                continue;
+            }
+            entry["jsBaseURL"] = moduleDir;
+            entry["jsID"] = id;
+            jsConfigs[path][id] = entry;
+
+            const Json::Value& grant = Member(entry, "grantPrivilege");
+            const std::string grantTo = grant.isString() ? grant.asString() : "";
+            if (grantTo == "all" || grantTo == "local")
+                grantableApps["local"].append(id);
+            if (grantTo == "all" || grantTo == "domain")
+                grantableApps["domain"].append(id);
+
+            const Json::Value& typeValue = Member(entry, "type");
+            const std::string type = typeValue.isString() ? typeValue.asString() : "";
+            if (type == "standalone")
+                standaloneEntry = entry;
+            else if (type == "app")
+                appEntry = entry;
+            // The entry's additional style sheets join here with the
+            // style sheet processing of the page.
+            if (type == "standalone" || type == "app" || type == "common_lib" || type == "url" || type == "legacy")
+                appConfig[id] = entry;
+
+            if (entry.isMember("texts")) {
+                const std::string langDir = LanguageDirectory(moduleDir, id, Member(entry, "texts"));
+                if (!langDir.empty()) {
+                    texts[id] = langDir;
+                    // An entry of another type stands in appConfig with
+                    // this member alone.
+                    appConfig[id]["string_file"] = langDir;
+                }
+            }
+        }
+    }
+}
+
+std::string JSConfigParserPrivate::LanguageDirectory(const std::string& moduleDir, const std::string& id,
+                                                     const Json::Value& textsName)
+{
+    if (!textsName.isString()) {
+        LogSkip(id + " texts", "not a directory name");
+        return "";
+    }
+    const std::string name = textsName.asString();
+    const std::string dir = moduleDir + "/" + name + "/";
+    if (!arx::jsconfig::StaysBelow(name)) {
+        LogSkip(dir, kPathOut);
+        return "";
+    }
+    // The language when the module has it, else English, whether or not
+    // that exists.
+    std::string langDir = dir + lang;
+    if (access(Absolute(langDir).c_str(), R_OK) != 0)
+        langDir = dir + "enu";
+    const std::string belowModule = langDir.substr(moduleDir.size() + 1) + "/strings";
+    if (arx::jsconfig::LinkLeadsOut(Absolute(moduleDir), belowModule)) {
+        LogSkip(langDir, kLinkOut);
+        return "";
+    }
+    return langDir;
+}
+
+bool JSConfigParserPrivate::LoadStandaloneCssInARX(const Json::Value& entry)
+{
+    const Json::Value& load = Member(entry, "loadCssInARX");
+    return load.isBool() ? load.asBool() : true;
+}
+
+}  // namespace PAD
+}  // namespace VORN
