@@ -313,11 +313,13 @@ std::string CacheStamp(const std::string& key, const std::string& lang)
         if (NotOwn(dir, missing) != nullptr || missing)
             return "";
     }
-    const std::string configStamp = StampOf(config);
-    const std::string textsStamp = StampOf(texts);
-    if (configStamp.empty() || textsStamp.empty())
+    // The configuration is written again only after a clear (or when it was
+    // damaged); the texts also when the module texts join them, which
+    // changes nothing they give.  So the configuration's time is the stamp,
+    // once the language's texts are there too.
+    if (StampOf(texts).empty())
         return "";
-    return configStamp + "-" + textsStamp;
+    return StampOf(config);
 }
 
 bool ClearCacheFiles()

@@ -96,7 +96,9 @@ private:
     std::set<std::string> usable_;  // directories found to be the cache's own
 };
 
-// The stamp of the two files ParsePathFromVornman reads, "" when either is
+// The stamp of the cache ParsePathFromVornman reads for key and lang: the
+// configuration's modification time (seconds and nanoseconds), which
+// changes whenever the cache is built again.  "" when either file is
 // missing or the cache is refused.
 std::string CacheStamp(const std::string& key, const std::string& lang);
 

@@ -381,6 +381,9 @@ TEST_F(ConfigCacheTest, ClearRemovesEveryDocumentAndChangesTheStamp)
     parser.GetBriefTexts();
     const std::string stamp = JSConfigParser::GetCacheStamp(nullptr, "enu");
     EXPECT_NE(stamp, "");
+    parser.GetModuleTexts();
+    EXPECT_EQ(JSConfigParser::GetCacheStamp(nullptr, "enu"), stamp)
+        << "the module texts joining the texts cache change nothing the cache gives";
     EXPECT_EQ(JSConfigParser::GetCacheStamp("", "enu"), stamp);
     EXPECT_EQ(JSConfigParser::GetCacheStamp(nullptr, "ger"), "");
     EXPECT_EQ(JSConfigParser::GetCacheStamp("../x", "enu"), "");
