@@ -21,6 +21,7 @@
 #include "jsconfig/js_config_parser_private.h"
 #include "jsconfig/json_member.h"
 #include "jsconfig/log_source.h"
+#include "jsconfig/module_config.h"
 #include "jsconfig/web_root.h"
 
 namespace VORN {
@@ -30,12 +31,6 @@ namespace {
 
 using arx::jsconfig::kJSConfigParserLogSource;
 using arx::jsconfig::Member;
-
-// A module config is a few KiB; these bounds keep a broken or hostile one
-// from costing the request more than a refusal.
-constexpr off_t kLargestConfig = 1 << 20;
-constexpr int kDeepestConfig = 64;
-constexpr size_t kMostConfigValues = 100000;
 
 constexpr char kLinkOut[] = "a link out of the web root";
 constexpr char kPathOut[] = "a path out of the module directory";
@@ -88,6 +83,31 @@ std::string Stamp(time_t time)
 
 }  // namespace
 
+}  // namespace PAD
+}  // namespace VORN
+
+namespace arx::jsconfig {
+
+bool ParseModuleConfig(std::string_view text, Json::CharReader& reader, Json::Value& config, std::string& errors)
+{
+    if (!base::JsonWithinBounds(text, kDeepestModuleConfig, kMostModuleConfigValues)) {
+        errors = "nested deeper than " + std::to_string(kDeepestModuleConfig) + " levels or more than " +
+                 std::to_string(kMostModuleConfigValues) + " values";
+        return false;
+    }
+    try {
+        return reader.parse(text.data(), text.data() + text.size(), &config, &errors);
+    } catch (const std::exception& e) {
+        errors = e.what();  // beyond the reader's own limits, or no memory
+        return false;
+    }
+}
+
+}  // namespace arx::jsconfig
+
+namespace VORN {
+namespace PAD {
+
 void JSConfigParserPrivate::ParseModuleDir(const std::string& root)
 {
     scanBase_ = arx::jsconfig::BaseFor(root);
@@ -116,28 +136,17 @@ JSConfigParserPrivate::ConfigRead JSConfigParserPrivate::ReadModuleConfig(const 
             LogSkip(path, kLinkOut);
         return ConfigRead::kUnopened;
     }
-    if (st.st_size > kLargestConfig) {
+    if (st.st_size > arx::jsconfig::kLargestModuleConfig) {
         close(fd);
-        LogConfigError(configPath, "larger than " + std::to_string(kLargestConfig) + " bytes");
+        LogConfigError(configPath, "larger than " + std::to_string(arx::jsconfig::kLargestModuleConfig) + " bytes");
         return ConfigRead::kRefused;
     }
     const bool read = base::ReadWholeDescriptor(fd, st, text);
     close(fd);
     if (!read)
         return ConfigRead::kUnopened;
-    if (!base::JsonWithinBounds(text, kDeepestConfig, kMostConfigValues)) {
-        LogConfigError(configPath, "nested deeper than " + std::to_string(kDeepestConfig) + " levels or more than " +
-                                       std::to_string(kMostConfigValues) + " values");
-        return ConfigRead::kRefused;
-    }
     std::string errors;
-    bool parsed = false;
-    try {
-        parsed = reader_->parse(text.data(), text.data() + text.size(), &config, &errors);
-    } catch (const std::exception& e) {
-        errors = e.what();  // beyond the reader's own limits
-    }
-    if (!parsed) {
+    if (!arx::jsconfig::ParseModuleConfig(text, *reader_, config, errors)) {
         LogConfigError(configPath, errors);
         return ConfigRead::kRefused;
     }
