@@ -21,6 +21,8 @@
 
 #include <stdio.h>
 
+#include <memory>
+#include <sstream>
 #include <string>
 
 #include <json/json.h>
@@ -46,15 +48,36 @@ Part PartNamed(const std::string& name)
     return Part::kUnknown;
 }
 
-// The documents are large: compact, and UTF-8 as it is.
-void WriteCompact(const Json::Value& body)
-{
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    builder["emitUTF8"] = true;
-    const std::string text = Json::writeString(builder, body) + "\n";
-    fwrite(text.data(), 1, text.size(), stdout);
-}
+// The documents are large: compact, UTF-8 as it is, and written piece by
+// piece from the parser's own documents, never copied into a reply.
+class Reply {
+public:
+    void Add(const char* name, const Json::Value& value)
+    {
+        out_ << (empty_ ? "{\"" : ",\"") << name << "\":";
+        writer_->write(value, &out_);
+        empty_ = false;
+    }
+    void Write()
+    {
+        out_ << "}\n";
+        const std::string text = out_.str();
+        fwrite(text.data(), 1, text.size(), stdout);
+    }
+
+private:
+    static Json::StreamWriter* NewWriter()
+    {
+        Json::StreamWriterBuilder builder;
+        builder["indentation"] = "";
+        builder["emitUTF8"] = true;
+        return builder.newStreamWriter();
+    }
+
+    std::ostringstream out_;
+    const std::unique_ptr<Json::StreamWriter> writer_ {NewWriter()};
+    bool empty_ = true;
+};
 
 }  // namespace
 
@@ -88,20 +111,20 @@ int main()
 
     JSConfigParser parser(lang.c_str(), false, true);
     parser.ParsePathFromVornman(nullptr);
-    Json::Value reply(Json::objectValue);
-    if (part == Part::kConfig) {
-        reply["apps"] = parser.GetAppConfig();
-        reply["jsConfigs"] = parser.GetJSConfigs();
-        reply["css"] = parser.GetCSSFiles();
-        reply["grantable"] = parser.GetGrantableApps();
-    } else if (part == Part::kTexts) {
-        reply["texts"] = parser.GetModuleTexts();
-    }
     if (version.empty())
         version = JSConfigParser::GetCacheStamp(nullptr, lang.c_str());  // built just now
-    reply["success"] = true;
-    reply["lang"] = lang;
-    reply["version"] = version;
+    Reply reply;
+    if (part == Part::kConfig) {
+        reply.Add("apps", parser.AppConfig());
+        reply.Add("jsConfigs", parser.JSConfigs());
+        reply.Add("css", parser.CSSFiles());
+        reply.Add("grantable", parser.GrantableApps());
+    } else if (part == Part::kTexts) {
+        reply.Add("texts", parser.ModuleTexts());
+    }
+    reply.Add("lang", lang);
+    reply.Add("success", true);
+    reply.Add("version", version);
 
     const std::string etag = stable ? WebUtils::CreateCGIETag() : "";
     if (!etag.empty()) {
@@ -113,6 +136,6 @@ int main()
         web.AddHeader("Cache-control", "no-store");
     }
     web.WriteHeader("application/json; charset=\"UTF-8\"");
-    WriteCompact(reply);
+    reply.Write();
     return 0;
 }

@@ -338,6 +338,22 @@ TEST_F(ConfigCacheTest, PlantedDocumentLinkIsReplacedNotFollowed)
     EXPECT_TRUE(S_ISREG(StatOf(root.Path(kConfigCache)).st_mode));
 }
 
+// The accessors give what the getters give, from the cache as from a scan.
+TEST_F(ConfigCacheTest, DocumentsWithoutCopies)
+{
+    for (const bool cached : {false, true, true}) {
+        JSConfigParser parser("ger", false, cached);
+        parser.ParsePathFromVornman(nullptr);
+        EXPECT_EQ(parser.AppConfig(), parser.GetAppConfig()) << cached;
+        EXPECT_EQ(parser.JSConfigs(), parser.GetJSConfigs()) << cached;
+        EXPECT_EQ(parser.CSSFiles(), parser.GetCSSFiles()) << cached;
+        EXPECT_EQ(parser.GrantableApps(), parser.GetGrantableApps()) << cached;
+        EXPECT_EQ(parser.ModuleTexts()["Test.Files"]["app"]["title"], "Dateien") << cached;
+        EXPECT_EQ(parser.ModuleTexts(), parser.GetModuleTexts()) << cached;
+        EXPECT_TRUE(parser.AppConfig().isMember("Help.Link")) << cached;
+    }
+}
+
 TEST_F(ConfigCacheTest, ModuleTextsJoinTheCacheOnceRead)
 {
     {

@@ -32,6 +32,23 @@ std::string LanguageCode(const char* lang)
     return "enu";
 }
 
+// Lends a member to a document while the document is written, and takes it
+// back however the scope ends: the documents need not be copied.
+class Lent {
+public:
+    Lent(Json::Value& document, const char* name, Json::Value& member) : slot_(document[name]), member_(member)
+    {
+        slot_.swap(member_);
+    }
+    ~Lent() { slot_.swap(member_); }
+    Lent(const Lent&) = delete;
+    Lent& operator=(const Lent&) = delete;
+
+private:
+    Json::Value& slot_;
+    Json::Value& member_;
+};
+
 std::string CacheKey(const char* app)
 {
     return app == nullptr || *app == '\0' ? kDesktopKey : app;
@@ -102,16 +119,18 @@ void JSConfigParserPrivate::ParsePathFromVornman(const char* app)
         IF_RUN_AS2("root")
         {
             configRead = cache_.Read(CacheSession::Document::kConfig, configPath, config);
+            // The documents are the request's largest values: taken over,
+            // not copied.
             if (configRead) {
-                jsConfigs = config["_jsConfig"];
-                cssFiles = config["_css"];
-                appConfig = config["_apps"];
-                grantableApps = config["_grantableApps"];
+                jsConfigs.swap(config["_jsConfig"]);
+                cssFiles.swap(config["_css"]);
+                appConfig.swap(config["_apps"]);
+                grantableApps.swap(config["_grantableApps"]);
             }
             textsRead = cache_.Read(CacheSession::Document::kTexts, textsPath, textsDocument);
             if (textsRead) {
-                texts = textsDocument["_texts"];
-                moduleTexts = textsDocument["_moduleTexts"];
+                texts.swap(textsDocument["_texts"]);
+                moduleTexts.swap(textsDocument["_moduleTexts"]);
                 textsCacheHasModuleTexts_ = !moduleTexts.empty();
             }
         }
@@ -130,12 +149,12 @@ void JSConfigParserPrivate::ParsePathFromVornman(const char* app)
     if (!cached || cache_.refused())
         return;
     CreateCacheDirectories();
-    config["_jsConfig"] = jsConfigs;
-    config["_css"] = cssFiles;
-    config["_apps"] = appConfig;
-    config["_grantableApps"] = grantableApps;
-    textsDocument["_texts"] = texts;
-    textsDocument["_moduleTexts"] = moduleTexts;
+    const Lent scripts(config, "_jsConfig", jsConfigs);
+    const Lent styleSheets(config, "_css", cssFiles);
+    const Lent apps(config, "_apps", appConfig);
+    const Lent grants(config, "_grantableApps", grantableApps);
+    const Lent directories(textsDocument, "_texts", texts);
+    const Lent allTexts(textsDocument, "_moduleTexts", moduleTexts);
     IF_RUN_AS2("root")
     {
         CacheSession::Writer writer(cache_);
@@ -146,7 +165,7 @@ void JSConfigParserPrivate::ParsePathFromVornman(const char* app)
         if (!textsRead && !writer.Write(textsPath, textsDocument))
             VLIBCLog(LOG_ERR, "%s:%d Failed to save texts [%s_%s] ", kJSConfigParserLogSource, __LINE__, key.c_str(),
                      lang.c_str());
-        textsCacheHasModuleTexts_ = !moduleTexts.empty();
+        textsCacheHasModuleTexts_ = !textsDocument["_moduleTexts"].empty();
     }
 }
 
@@ -174,8 +193,8 @@ void JSConfigParserPrivate::EnsureModuleTexts()
 void JSConfigParserPrivate::SaveModuleTexts()
 {
     Json::Value textsDocument(Json::objectValue);
-    textsDocument["_texts"] = texts;
-    textsDocument["_moduleTexts"] = moduleTexts;
+    const Lent directories(textsDocument, "_texts", texts);
+    const Lent allTexts(textsDocument, "_moduleTexts", moduleTexts);
     IF_RUN_AS2("root")
     {
         CacheSession::Writer writer(cache_);
@@ -248,6 +267,32 @@ Json::Value JSConfigParser::GetBriefTexts()
         d_->ParseFeasibilityCheckTexts(result);
     });
     return result;
+}
+
+const Json::Value& JSConfigParser::AppConfig() const
+{
+    return d_->appConfig;
+}
+
+const Json::Value& JSConfigParser::JSConfigs() const
+{
+    return d_->jsConfigs;
+}
+
+const Json::Value& JSConfigParser::CSSFiles() const
+{
+    return d_->cssFiles;
+}
+
+const Json::Value& JSConfigParser::GrantableApps() const
+{
+    return d_->grantableApps;
+}
+
+const Json::Value& JSConfigParser::ModuleTexts()
+{
+    Guarded("ModuleTexts", [&] { d_->EnsureModuleTexts(); });
+    return d_->moduleTexts;
 }
 
 void JSConfigParser::Clear()

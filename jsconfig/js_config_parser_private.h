@@ -20,6 +20,7 @@
 #include <arx/vorn_conf.h>
 
 #include "jsconfig/config_cache.h"
+#include "jsconfig/web_root.h"
 
 namespace VORN {
 namespace PAD {
@@ -69,15 +70,22 @@ public:
 private:
     // The absolute path of a path relative to the scan's base.
     std::string Absolute(const std::string& relative) const { return scanBase_ + "/" + relative; }
-    // Reads and parses a module config file (or a debug config) into
+    // One module, its directory open.
+    bool ParseModule(const std::string& moduleDir, const arx::jsconfig::WebDirectory& dir);
+    // Reads and parses a module's config file (or a debug config) into
     // config; refused (logged) when it is out of bounds or not JSON.  st:
     // the file's status.
     enum class ConfigRead { kUnopened, kRefused, kParsed };
-    ConfigRead ReadModuleConfig(const std::string& path, const std::string& configPath, Json::Value& config,
-                                struct stat& st);
+    ConfigRead ReadModuleConfig(const arx::jsconfig::WebDirectory& dir, const std::string& moduleDir,
+                                const std::string& name, Json::Value& config, struct stat& st);
+    // RegisterJS of a config that the caller gives up: its entries are
+    // moved into the documents.
+    void RegisterEntries(const std::string& moduleDir, const arx::jsconfig::WebDirectory& dir, Json::Value& config,
+                         Json::Value& appEntry, Json::Value& standaloneEntry);
     // The strings directory of an entry with "texts", relative to the base,
     // or "" (logged) when the entry's path leaves its module or the web root.
-    std::string LanguageDirectory(const std::string& moduleDir, const std::string& id, const Json::Value& textsName);
+    std::string LanguageDirectory(const std::string& moduleDir, const arx::jsconfig::WebDirectory& dir,
+                                  const std::string& id, const Json::Value& textsName);
     // The cache, when this parser may use it for name (a key or an id).
     bool CacheUsable(const std::string& name);
     // The cache's directories, created as root.

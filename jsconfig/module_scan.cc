@@ -5,6 +5,7 @@
 
 #include <dirent.h>
 #include <errno.h>
+#include <fcntl.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <time.h>
@@ -50,13 +51,13 @@ void LogConfigError(const std::string& configPath, const std::string& errors)
     VLIBCLog(LOG_ERR, "%s:%d %s: %s\n", kJSConfigParserLogSource, __LINE__, configPath.c_str(), errors.c_str());
 }
 
-// The entries of dir but "." and "..", in byte order of their names: the
-// order in which a later module wins an id does not depend on the file
+// The entries of a directory but "." and "..", in byte order of their
+// names: which of two modules wins an id does not depend on the file
 // system.
-std::vector<std::pair<std::string, unsigned char>> SortedEntries(const std::string& dir)
+std::vector<std::pair<std::string, unsigned char>> SortedEntries(const arx::jsconfig::WebDirectory& dir)
 {
     std::vector<std::pair<std::string, unsigned char>> entries;
-    DIR* listing = opendir(dir.c_str());
+    DIR* listing = opendir(dir.path().c_str());
     if (listing == nullptr)
         return entries;
     while (const dirent* entry = readdir(listing)) {
@@ -68,10 +69,10 @@ std::vector<std::pair<std::string, unsigned char>> SortedEntries(const std::stri
     return entries;
 }
 
-unsigned char TypeOf(const std::string& path)
+unsigned char TypeOf(const arx::jsconfig::WebDirectory& dir, const std::string& name)
 {
     struct stat st;
-    if (lstat(path.c_str(), &st) != 0)
+    if (!dir.Status(name, st, AT_SYMLINK_NOFOLLOW))
         return DT_UNKNOWN;
     return S_ISDIR(st.st_mode) ? DT_DIR : S_ISLNK(st.st_mode) ? DT_LNK : DT_REG;
 }
@@ -112,28 +113,31 @@ void JSConfigParserPrivate::ParseModuleDir(const std::string& root)
 {
     scanBase_ = arx::jsconfig::BaseFor(root);
     const std::string relativeDir = root == "vornman" ? "webman/modules" : "modules";
-    for (const auto& [name, listedType] : SortedEntries(Absolute(relativeDir))) {
+    const arx::jsconfig::WebDirectory modules(Absolute(relativeDir));
+    for (const auto& [name, listedType] : SortedEntries(modules)) {
         const std::string moduleDir = relativeDir + "/" + name;
-        const unsigned char type = listedType == DT_UNKNOWN ? TypeOf(Absolute(moduleDir)) : listedType;
+        const unsigned char type = listedType == DT_UNKNOWN ? TypeOf(modules, name) : listedType;
         if (type != DT_DIR && type != DT_LNK)
             continue;
         if (type == DT_LNK && !arx::jsconfig::ResolvesInsideWebRoot(Absolute(moduleDir))) {
             LogSkip(moduleDir, kLinkOut);
             continue;
         }
-        ParserJSConfig(moduleDir);
+        ParseModule(moduleDir, arx::jsconfig::WebDirectory(modules, name));
     }
 }
 
-JSConfigParserPrivate::ConfigRead JSConfigParserPrivate::ReadModuleConfig(const std::string& path,
-                                                                          const std::string& configPath,
-                                                                          Json::Value& config, struct stat& st)
+JSConfigParserPrivate::ConfigRead JSConfigParserPrivate::ReadModuleConfig(const arx::jsconfig::WebDirectory& dir,
+                                                                          const std::string& moduleDir,
+                                                                          const std::string& name, Json::Value& config,
+                                                                          struct stat& st)
 {
+    const std::string configPath = moduleDir + "/config";
     std::string text;
-    const int fd = arx::jsconfig::OpenInsideWebRoot(Absolute(path), st);
+    const int fd = dir.OpenFile(name, st);
     if (fd < 0) {
         if (errno == ELOOP)
-            LogSkip(path, kLinkOut);
+            LogSkip(moduleDir + "/" + name, kLinkOut);
         return ConfigRead::kUnopened;
     }
     if (st.st_size > arx::jsconfig::kLargestModuleConfig) {
@@ -155,37 +159,40 @@ JSConfigParserPrivate::ConfigRead JSConfigParserPrivate::ReadModuleConfig(const 
 
 bool JSConfigParserPrivate::ParserJSConfig(const std::string& moduleDir)
 {
-    const std::string stylePath = moduleDir + "/style.css";
-    const std::string configPath = moduleDir + "/config";
+    const arx::jsconfig::WebDirectory dir(Absolute(moduleDir));
+    return dir.open() && ParseModule(moduleDir, dir);
+}
+
+bool JSConfigParserPrivate::ParseModule(const std::string& moduleDir, const arx::jsconfig::WebDirectory& dir)
+{
     Json::Value config;
     struct stat st;
     ConfigRead read = ConfigRead::kUnopened;
     bool readConfig = true;
     if (debug) {
-        const std::string autoDebug = moduleDir + "/auto_config.debug";
-        const std::string chosen =
-            access(Absolute(autoDebug).c_str(), F_OK) == 0 ? autoDebug : moduleDir + "/config.debug";
-        read = ReadModuleConfig(chosen, configPath, config, st);
+        const char* chosen = dir.Exists("auto_config.debug") ? "auto_config.debug" : "config.debug";
+        read = ReadModuleConfig(dir, moduleDir, chosen, config, st);
         readConfig = read == ConfigRead::kUnopened;
     }
     if (readConfig)
-        read = ReadModuleConfig(configPath, configPath, config, st);
+        read = ReadModuleConfig(dir, moduleDir, "config", config, st);
     if (read != ConfigRead::kParsed)
         return false;
 
     Json::Value appEntry;
     Json::Value standaloneEntry;
-    RegisterJS(moduleDir, config, appEntry, standaloneEntry);
+    RegisterEntries(moduleDir, dir, config, appEntry, standaloneEntry);
 
-    if (access(Absolute(stylePath).c_str(), R_OK) != 0)
+    if (!dir.Readable("style.css"))
         return true;
+    const std::string stylePath = moduleDir + "/style.css";
     if (!standaloneEntry.isNull() && !LoadStandaloneCssInARX(standaloneEntry))
         standaloneCss.insert(stylePath);
     // The config's time, not the style sheet's, versions the style sheet.
     struct stat configSt;
-    const time_t configTime = readConfig                                           ? st.st_mtime
-                              : stat(Absolute(configPath).c_str(), &configSt) == 0 ? configSt.st_mtime
-                                                                                   : time(nullptr);
+    const time_t configTime = readConfig                          ? st.st_mtime
+                              : dir.Status("config", configSt, 0) ? configSt.st_mtime
+                                                                  : time(nullptr);
     cssFiles.append(stylePath + "?v=" + Stamp(configTime));
     return true;
 }
@@ -200,6 +207,14 @@ void JSConfigParserPrivate::RegisterJS(const std::string& moduleDir, const Json:
 void JSConfigParserPrivate::RegisterJS(const std::string& moduleDir, const Json::Value& config, Json::Value& appEntry,
                                        Json::Value& standaloneEntry)
 {
+    const arx::jsconfig::WebDirectory dir(Absolute(moduleDir));
+    Json::Value copy = config;
+    RegisterEntries(moduleDir, dir, copy, appEntry, standaloneEntry);
+}
+
+void JSConfigParserPrivate::RegisterEntries(const std::string& moduleDir, const arx::jsconfig::WebDirectory& dir,
+                                            Json::Value& config, Json::Value& appEntry, Json::Value& standaloneEntry)
+{
     if (!config.isObject()) {
         LogNotObject(moduleDir);
         return;
@@ -210,11 +225,11 @@ void JSConfigParserPrivate::RegisterJS(const std::string& moduleDir, const Json:
             LogSkip(path, kPathOut);
             continue;
         }
-        if (file != ".url" && access(Absolute(path).c_str(), R_OK) != 0) {
-            LogSkip(path, strerror(errno));
+        if (file != ".url" && !dir.Readable(file)) {
+            LogSkip(path, strerror(dir.open() ? errno : ENOENT));
             continue;
         }
-        Json::Value entries = config[file];
+        Json::Value& entries = config[file];
         if (entries.isArray() && entries.empty())
             entries = Json::Value(Json::objectValue);
         if (!entries.isObject()) {
@@ -222,7 +237,9 @@ void JSConfigParserPrivate::RegisterJS(const std::string& moduleDir, const Json:
             continue;
         }
         for (const std::string& id : entries.getMemberNames()) {
-            Json::Value entry = entries[id];
+            // The config is this scan's own: its entries move, not copy.
+            Json::Value entry;
+            entry.swap(entries[id]);
             if (entry.isArray() && entry.empty())
                 entry = Json::Value(Json::objectValue);
             if (!entry.isObject()) {
@@ -246,25 +263,25 @@ void JSConfigParserPrivate::RegisterJS(const std::string& moduleDir, const Json:
                 standaloneEntry = entry;
             else if (type == "app")
                 appEntry = entry;
+            std::string langDir;
+            if (entry.isMember("texts"))
+                langDir = LanguageDirectory(moduleDir, dir, id, Member(entry, "texts"));
             // The entry's additional style sheets join here with the
             // style sheet processing of the page.
             if (type == "standalone" || type == "app" || type == "common_lib" || type == "url" || type == "legacy")
-                appConfig[id] = entry;
-
-            if (entry.isMember("texts")) {
-                const std::string langDir = LanguageDirectory(moduleDir, id, Member(entry, "texts"));
-                if (!langDir.empty()) {
-                    texts[id] = langDir;
-                    // An entry of another type stands in appConfig with
-                    // this member alone.
-                    appConfig[id]["string_file"] = langDir;
-                }
+                appConfig[id] = std::move(entry);
+            if (!langDir.empty()) {
+                texts[id] = langDir;
+                // An entry of another type stands in appConfig with this
+                // member alone.
+                appConfig[id]["string_file"] = langDir;
             }
         }
     }
 }
 
-std::string JSConfigParserPrivate::LanguageDirectory(const std::string& moduleDir, const std::string& id,
+std::string JSConfigParserPrivate::LanguageDirectory(const std::string& moduleDir,
+                                                     const arx::jsconfig::WebDirectory& dir, const std::string& id,
                                                      const Json::Value& textsName)
 {
     if (!textsName.isString()) {
@@ -272,22 +289,20 @@ std::string JSConfigParserPrivate::LanguageDirectory(const std::string& moduleDi
         return "";
     }
     const std::string name = textsName.asString();
-    const std::string dir = moduleDir + "/" + name + "/";
     if (!arx::jsconfig::StaysBelow(name)) {
-        LogSkip(dir, kPathOut);
+        LogSkip(moduleDir + "/" + name + "/", kPathOut);
         return "";
     }
     // The language when the module has it, else English, whether or not
     // that exists.
-    std::string langDir = dir + lang;
-    if (access(Absolute(langDir).c_str(), R_OK) != 0)
-        langDir = dir + "enu";
-    const std::string belowModule = langDir.substr(moduleDir.size() + 1) + "/strings";
-    if (arx::jsconfig::LinkLeadsOut(Absolute(moduleDir), belowModule)) {
-        LogSkip(langDir, kLinkOut);
+    std::string below = name + "/" + lang;
+    if (!dir.Readable(below))
+        below = name + "/enu";
+    if (dir.LinkLeadsOut(below + "/strings")) {
+        LogSkip(moduleDir + "/" + below, kLinkOut);
         return "";
     }
-    return langDir;
+    return moduleDir + "/" + below;
 }
 
 bool JSConfigParserPrivate::LoadStandaloneCssInARX(const Json::Value& entry)

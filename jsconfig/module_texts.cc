@@ -101,7 +101,7 @@ std::string EntryLanguageDirectory(const Json::Value& entry, const std::string& 
     const std::string webRoot = arx::jsconfig::WebRoot();
     if (access((webRoot + "/" + relative).c_str(), R_OK) != 0)
         relative = dir + "enu";
-    if (arx::jsconfig::LinkLeadsOut(webRoot, relative + "/strings")) {
+    if (arx::jsconfig::WebDirectory(webRoot).LinkLeadsOut(relative + "/strings")) {
         LogSkip(relative, "a link out of the web root");
         return "";
     }

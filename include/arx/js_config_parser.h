@@ -65,6 +65,17 @@ public:
     // feasibility checks' texts, by id.
     Json::Value GetBriefTexts();
 
+    // The same documents without the copy each getter makes, for programs
+    // that only read them (a desktop's are large: copying them costs as
+    // much as reading the cache).  Valid while the parser lives and until
+    // its next parse or Clear.  ModuleTexts() reads the texts first when
+    // GetModuleTexts() would.
+    const Json::Value& AppConfig() const;
+    const Json::Value& JSConfigs() const;
+    const Json::Value& CSSFiles() const;
+    const Json::Value& GrantableApps() const;
+    const Json::Value& ModuleTexts();
+
     // Empties the application entries, script configurations, style sheets
     // and strings directories before another parse; keeps the module
     // texts and grantable applications.
