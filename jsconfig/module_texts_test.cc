@@ -161,20 +161,6 @@ TEST(ModuleTextsTest, BriefTexts)
               ParseJson(R"({"app": {"title": "Voll"}, "common": {"ok": "OK"}, "menu": {"open": "Öffnen"}})"));
 }
 
-TEST(ModuleTextsTest, FirstTextOfASectionAndKeyStays)
-{
-    TempRoot root;
-    WriteModule(root, {"Twice",
-                       R"({".url": {"T.App": {"type": "app", "texts": "texts", "title": "app:title",
-                           "preloadTexts": ["app:title"]}}})",
-                       {{"enu", "[app]\ntitle=One\n"}},
-                       false});
-    root.WriteFile("/usr/local/share/feasibilitycheck/fshktext", R"(["T.App:app:title", "T.App:app:title"])");
-    JSConfigParser parser("enu", false);
-    parser.ParsePathFromVornman(nullptr);
-    EXPECT_EQ(parser.GetBriefTexts(), ParseJson(R"({"T.App": {"app": {"title": "One"}}})"));
-}
-
 TEST(ModuleTextsTest, FeasibilityCheckTexts)
 {
     struct Row {
