@@ -225,94 +225,64 @@ TEST(ModuleScanTest, StandaloneStyleSheetsKeptApart)
 // the module beside it is registered all the same.
 TEST(ModuleScanTest, HostileModulesAreLoggedAndSkipped)
 {
+    const std::string normal = R"({".url": {"B.App": {"type": "app", "texts": "texts"}}})";
     struct Row {
         const char* description;
-        std::function<void(const TempRoot&)> plant;
-        std::string logLine;  // its start; "" for none
-        bool registered;  // B.App of the broken module
-        bool texts = false;  // and its texts
+        std::string config;  // of the module Broken ("" for none)
+        const char *link, *target;  // a link planted below the modules, and where it leads
+        std::string log;  // the start of the line logged; "" for none
+        bool registered, texts;  // B.App, and its texts
     };
-    const auto config = [](const TempRoot& root, const std::string& text) {
-        root.WriteFile(ModulePath("Broken", "config"), text);
-    };
-    const std::string normal = R"({".url": {"B.App": {"type": "app", "texts": "texts"}}})";
     const std::vector<Row> rows = {
-        {"config that is not JSON", [&](const TempRoot& r) { config(r, "{\"a\": "); },
-         "JSConfigParser:# webman/modules/Broken/config: * Line 1, Column 7\n  Syntax error", false},
-        {"config with binary content", [&](const TempRoot& r) { config(r, std::string("\x89PNG\0\0\x1a", 7)); },
-         "JSConfigParser:# webman/modules/Broken/config: * Line 1, Column 1\n  Syntax error", false},
-        {"very deep config", [&](const TempRoot& r) { config(r, std::string(100000, '[') + std::string(100000, ']')); },
-         "JSConfigParser:# webman/modules/Broken/config: nested deeper than 64 levels or more than 100000 values\n",
+        {"config that is not JSON", "{\"a\": ", nullptr, nullptr,
+         "webman/modules/Broken/config: * Line 1, Column 7\n  Syntax error", false, false},
+        {"config with binary content", std::string("\x89PNG\0\0\x1a", 7), nullptr, nullptr,
+         "webman/modules/Broken/config: * Line 1, Column 1\n  Syntax error", false, false},
+        {"very deep config", std::string(100000, '[') + std::string(100000, ']'), nullptr, nullptr,
+         "webman/modules/Broken/config: nested deeper than 64 levels or more than 100000 values\n", false, false},
+        {"very large config", "{\"x\": \"" + std::string(2 << 20, 'x') + "\"}", nullptr, nullptr,
+         "webman/modules/Broken/config: larger than 1048576 bytes\n", false, false},
+        {"config that is an array", "[1, 2]", nullptr, nullptr, "Skip webman/modules/Broken: Config is not an object.",
+         false, false},
+        {"file member that is no object", R"({".url": 5})", nullptr, nullptr,
+         "Skip webman/modules/Broken/.url: Config is not an object.", false, false},
+        {"entry that is no object", R"({".url": {"B.App": "app"}})", nullptr, nullptr,
+         "Skip B.App: Config is not an object.", false, false},
+        {"script name climbing out", R"({"../Good/config": {"B.App": {}}})", nullptr, nullptr,
+         "Skip webman/modules/Broken/../Good/config: a path out of the module directory.", false, false},
+        {"texts climbing out with ..", R"({".url": {"B.App": {"type": "app", "texts": "../../../../../etc"}}})",
+         nullptr, nullptr, "Skip webman/modules/Broken/../../../../../etc/: a path out of the module directory.", true,
          false},
-        {"very large config", [&](const TempRoot& r) { config(r, "{\"x\": \"" + std::string(2 << 20, 'x') + "\"}"); },
-         "JSConfigParser:# webman/modules/Broken/config: larger than 1048576 bytes\n", false},
-        {"config that is an array", [&](const TempRoot& r) { config(r, "[1, 2]"); },
-         "JSConfigParser:# Skip webman/modules/Broken: Config is not an object.", false},
-        {"file member that is no object", [&](const TempRoot& r) { config(r, R"({".url": 5})"); },
-         "JSConfigParser:# Skip webman/modules/Broken/.url: Config is not an object.", false},
-        {"entry that is no object", [&](const TempRoot& r) { config(r, R"({".url": {"B.App": "app"}})"); },
-         "JSConfigParser:# Skip B.App: Config is not an object.", false},
-        {"script name climbing out", [&](const TempRoot& r) { config(r, R"({"../Good/config": {"B.App": {}}})"); },
-         "JSConfigParser:# Skip webman/modules/Broken/../Good/config: a path out of the module directory.", false},
-        {"texts climbing out with ..",
-         [&](const TempRoot& r) {
-             config(r, R"({".url": {"B.App": {"type": "app", "texts": "../../../../../etc"}}})");
-         },
-         "JSConfigParser:# Skip webman/modules/Broken/../../../../../etc/: a path out of the module directory.", true},
-        {"texts that are no text", [&](const TempRoot& r) { config(r, R"({".url": {"B.App": {"texts": ["t"]}}})"); },
-         "JSConfigParser:# Skip B.App texts: not a directory name.", false},
-        {"module directory linked out of the web root",
-         [&](const TempRoot& r) {
-             r.MakeDirs("/outside/Broken");
-             r.WriteFile("/outside/Broken/config", normal);
-             ASSERT_EQ(symlink(r.Path("/outside/Broken").c_str(),
-                               r.Path(std::string(arx_testing::kModulesDir) + "/Broken").c_str()),
-                       0);
-         },
-         "JSConfigParser:# Skip webman/modules/Broken: a link out of the web root.", false},
-        {"dangling module link",
-         [&](const TempRoot& r) {
-             ASSERT_EQ(symlink("/nowhere", r.Path(std::string(arx_testing::kModulesDir) + "/Broken").c_str()), 0);
-         },
-         "JSConfigParser:# Skip webman/modules/Broken: a link out of the web root.", false},
-        {"config linked out of the web root",
-         [&](const TempRoot& r) {
-             r.WriteFile("/outside/config", normal);
-             r.MakeDirs(std::string(arx_testing::kModulesDir) + "/Broken");
-             ASSERT_EQ(symlink(r.Path("/outside/config").c_str(), r.Path(ModulePath("Broken", "config")).c_str()), 0);
-         },
-         "JSConfigParser:# Skip webman/modules/Broken/config: a link out of the web root.", false},
-        {"texts directory linked out of the web root",
-         [&](const TempRoot& r) {
-             config(r, normal);
-             r.WriteFile("/outside/texts/enu/strings", "[app]\nsecret=1\n");
-             ASSERT_EQ(symlink(r.Path("/outside/texts").c_str(), r.Path(ModulePath("Broken", "texts")).c_str()), 0);
-         },
-         "JSConfigParser:# Skip webman/modules/Broken/texts/enu: a link out of the web root.", true},
-        {"module directory linked inside the web root: followed",
-         [&](const TempRoot& r) {
-             r.WriteFile("/usr/vorn/vornman/packages/Broken/config", normal);
-             r.WriteFile("/usr/vorn/vornman/packages/Broken/texts/enu/strings", "[app]\ntitle=B\n");
-             ASSERT_EQ(symlink(r.Path("/usr/vorn/vornman/packages/Broken").c_str(),
-                               r.Path(std::string(arx_testing::kModulesDir) + "/Broken").c_str()),
-                       0);
-         },
-         "", true, true},
-        {"strings file linked out of the web root",
-         [&](const TempRoot& r) {
-             config(r, normal);
-             r.WriteFile("/outside/strings", "[app]\nsecret=1\n");
-             r.MakeDirs(ModulePath("Broken", "texts/enu"));
-             ASSERT_EQ(
-                 symlink(r.Path("/outside/strings").c_str(), r.Path(ModulePath("Broken", "texts/enu/strings")).c_str()),
-                 0);
-         },
-         "JSConfigParser:# Skip webman/modules/Broken/texts/enu: a link out of the web root.", true},
+        {"texts that are no text", R"({".url": {"B.App": {"texts": ["t"]}}})", nullptr, nullptr,
+         "Skip B.App texts: not a directory name.", false, false},
+        {"module directory linked out of the web root", "", "Broken", "/outside",
+         "Skip webman/modules/Broken: a link out of the web root.", false, false},
+        {"dangling module link", "", "Broken", "/nowhere", "Skip webman/modules/Broken: a link out of the web root.",
+         false, false},
+        {"config linked out of the web root", "", "Broken/config", "/outside/config",
+         "Skip webman/modules/Broken/config: a link out of the web root.", false, false},
+        {"texts directory linked out of the web root", normal, "Broken/texts", "/outside/texts",
+         "Skip webman/modules/Broken/texts/enu: a link out of the web root.", true, false},
+        {"strings file linked out of the web root", normal, "Broken/texts/enu/strings", "/outside/texts/enu/strings",
+         "Skip webman/modules/Broken/texts/enu: a link out of the web root.", true, false},
+        {"module directory linked inside the web root: followed", "", "Broken", "/usr/vorn/vornman/packages/Broken", "",
+         true, true},
     };
     for (const Row& row : rows) {
         TempRoot root;
         WriteModule(root, AppModule("Good", {{"enu", "Good"}}));
-        row.plant(root);
+        for (const char* place : {"/outside", "/usr/vorn/vornman/packages/Broken"}) {
+            root.WriteFile(std::string(place) + "/config", normal);
+            root.WriteFile(std::string(place) + "/texts/enu/strings", "[app]\ntitle=Secret\n");
+        }
+        root.MakeDirs(ModulePath("Broken", "texts/enu"));
+        if (!row.config.empty())
+            root.WriteFile(ModulePath("Broken", "config"), row.config);
+        if (row.link != nullptr) {
+            const std::string link = root.Path(ModulePath(row.link, ""));
+            arx_testing::RemoveTree(link.substr(0, link.size() - 1));
+            ASSERT_EQ(symlink(root.Path(row.target).c_str(), link.substr(0, link.size() - 1).c_str()), 0);
+        }
         LogCapture log;
         JSConfigParser parser("enu", false);
         parser.ParsePathFromVornman(nullptr);
@@ -321,9 +291,9 @@ TEST(ModuleScanTest, HostileModulesAreLoggedAndSkipped)
         EXPECT_EQ(apps.isMember("B.App"), row.registered) << row.description;
         EXPECT_EQ(parser.GetTexts().isMember("B.App"), row.texts) << row.description;
         const std::vector<std::string> lines = WithoutLineNumbers(log.texts());
-        ASSERT_EQ(lines.size(), row.logLine.empty() ? 0u : 1u) << row.description;
-        if (!row.logLine.empty()) {
-            EXPECT_EQ(lines[0].substr(0, row.logLine.size()), row.logLine) << row.description;
+        ASSERT_EQ(lines.size(), row.log.empty() ? 0u : 1u) << row.description;
+        if (!row.log.empty()) {
+            EXPECT_EQ(lines[0].substr(0, 17 + row.log.size()), "JSConfigParser:# " + row.log) << row.description;
         }
         EXPECT_EQ(parser.GetModuleTexts()["Test.Good"], ParseJson(R"({"app": {"title": "Good"}})")) << row.description;
     }
