@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The direction of includes, as docs/architecture.md draws it:
 #
-#   programs (cgi-bin/, demo/)
+#   programs (cgi-bin/, demo/, tools/)
 #     -> feature subsystems (form/, file_share/, jsconfig/, theme/, image/)
 #     -> webman/ -> security/ -> webutils/, strings/, privilege/
 #     -> base/ and <vorn/...>
@@ -70,7 +70,7 @@ while IFS=$'\t' read -r file kind name; do
   case "$folder" in
     include)
       wrong "$file" "\"$name\"" "exported headers include exported headers only" ;;
-    cgi-bin | demo)
+    cgi-bin | demo | tools)
       [ "$target" = "$folder" ] || wrong "$file" "\"$name\"" "programs see exported headers only" ;;
     base)
       [ "$target" = base ] || wrong "$file" "\"$name\"" "base/ includes only base/" ;;

@@ -44,6 +44,7 @@ cat <<TEXT
                                    http://127.0.0.1:$port/webapi/note.cgi?name=welcome
                                    http://127.0.0.1:$port/webapi/player.cgi  (a page with its own policy)
                                    login.cgi, logout.cgi, whoami.cgi, sessions.cgi
+                                   desktop.cgi (the desktop's applications in the language chosen at login)
                                    csp_rules.cgi (administrators: list, save, delete CSP rule configs)
   Its root (VORN_ROOT):            $scratch/root
   Server log:                      $scratch/log/error.log

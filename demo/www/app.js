@@ -65,6 +65,7 @@ async function showSession() {
   if (why !== "") {
     token = "";
     show("admin-section", false);
+    show("desktop-section", false);
     if (reply.headers.get("x-request-error") !== "unauth")
       document.getElementById("login-message").textContent = why;
     return;
@@ -75,12 +76,62 @@ async function showSession() {
   const { token: _hidden, ...shown } = who;
   document.getElementById("whoami-reply").textContent = JSON.stringify(shown, null, 2);
   show("admin-section", who.is_admin);
+  await showDesktop();
+}
+
+// The desktop's applications: the version first, then the documents of
+// that version, which the browser keeps and revalidates (304) while the
+// configuration stays as it is.
+const shownTypes = new Set(["app", "standalone", "url", "legacy"]);
+
+// A text reference "section:key" in an application's texts.
+function textOf(texts, id, reference) {
+  if (typeof reference !== "string" || !reference.includes(":")) return "";
+  const colon = reference.indexOf(":");
+  return texts[id]?.[reference.slice(0, colon)]?.[reference.slice(colon + 1)] ?? "";
+}
+
+async function showDesktop() {
+  const versionReply = await fetch("/webapi/desktop.cgi?part=version");
+  if (refusal(versionReply) !== "" || !versionReply.ok) {
+    show("desktop-section", false);
+    return;
+  }
+  const { lang, version } = await versionReply.json();
+  const query = new URLSearchParams({ lang, v: version }).toString();
+  const [config, texts] = await Promise.all(
+    ["config", "texts"].map(async (part) => (await fetch(`/webapi/desktop.cgi?part=${part}&${query}`)).json()),
+  );
+  const apps = Object.entries(config.apps ?? {})
+    .filter(([, entry]) => shownTypes.has(entry?.type))
+    .map(([id, entry]) => ({ id, type: entry.type, title: textOf(texts.texts ?? {}, id, entry.title) || id }))
+    .sort((a, b) => a.title.localeCompare(b.title));
+  const list = document.getElementById("desktop-apps");
+  list.replaceChildren(
+    ...apps.map((app) => {
+      const item = document.createElement("li");
+      const title = document.createElement("span");
+      title.className = "app-title";
+      title.textContent = app.title;
+      const type = document.createElement("span");
+      type.className = "app-type";
+      type.textContent = app.type;
+      item.append(title, " ", type);
+      item.dataset.id = app.id;
+      return item;
+    }),
+  );
+  document.getElementById("desktop-lang").textContent = lang;
+  document.getElementById("desktop-version").textContent = version;
+  document.getElementById("desktop-css").textContent = String(config.css?.length ?? 0);
+  show("desktop-section", true);
 }
 
 async function logIn(event) {
   event.preventDefault();
   const form = new FormData(event.target);
   const fields = { user: form.get("user"), password: form.get("password") };
+  if (form.get("language")) fields.language = form.get("language");
   if (!document.getElementById("otp-field").hidden)
     fields.otp_code = form.get("otp_code");
   const reply = await (await postForm("/webapi/login.cgi", fields)).json();

@@ -10,5 +10,6 @@
 #include <vorn/root.h>
 #include <vorn/session.h>
 #include <vorn/user.h>
+#include <vorn/webserver.h>
 
 #endif

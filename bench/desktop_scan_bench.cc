@@ -1,0 +1,77 @@
+// The module scan without the cache against its floor: reading and parsing
+// the same config files with jsoncpp in one loop (Google Benchmark, in one
+// process, repetitions interleaved).  VORN_ROOT names a root with a module
+// tree (bench/make_module_tree.sh).
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+#include <json/json.h>
+
+#include <arx/js_config_parser.h>
+
+namespace {
+
+std::vector<std::string> ConfigPaths()
+{
+    const char* root = getenv("VORN_ROOT");
+    const std::string modules = std::string(root != nullptr ? root : "") + "/usr/vorn/vornman/webman/modules";
+    std::vector<std::string> paths;
+    if (DIR* dir = opendir(modules.c_str())) {
+        while (const dirent* entry = readdir(dir)) {
+            if (entry->d_name[0] != '.')
+                paths.push_back(modules + "/" + entry->d_name + "/config");
+        }
+        closedir(dir);
+    }
+    std::sort(paths.begin(), paths.end());
+    return paths;
+}
+
+// The floor: each config read whole and parsed, nothing else.
+void ReadAndParseConfigs(benchmark::State& state)
+{
+    const std::vector<std::string> paths = ConfigPaths();
+    Json::CharReaderBuilder builder;
+    builder["collectComments"] = false;
+    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    for (auto _ : state) {
+        for (const std::string& path : paths) {
+            const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+            struct stat st;
+            fstat(fd, &st);
+            std::string text(static_cast<size_t>(st.st_size), '\0');
+            benchmark::DoNotOptimize(read(fd, text.data(), text.size()));
+            close(fd);
+            Json::Value config;
+            std::string errors;
+            benchmark::DoNotOptimize(reader->parse(text.data(), text.data() + text.size(), &config, &errors));
+        }
+    }
+}
+
+// The scan a desktop request makes when there is no cache.
+void ColdScan(benchmark::State& state)
+{
+    for (auto _ : state) {
+        VORN::PAD::JSConfigParser parser("enu", false, false);
+        parser.ParsePathFromVornman(nullptr);
+        benchmark::ClobberMemory();
+    }
+}
+
+BENCHMARK(ReadAndParseConfigs)->Unit(benchmark::kMillisecond);
+BENCHMARK(ColdScan)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();

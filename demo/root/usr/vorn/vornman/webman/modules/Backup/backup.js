@@ -1,0 +1,2 @@
+// Backup: backup.js
+"use strict";

@@ -1,0 +1,2 @@
+// Calendar: calendar.js
+"use strict";

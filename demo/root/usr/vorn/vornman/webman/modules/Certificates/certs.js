@@ -1,0 +1,2 @@
+// Certificates: certs.js
+"use strict";

@@ -1,0 +1,2 @@
+// ClockWidget: clock.js
+"use strict";

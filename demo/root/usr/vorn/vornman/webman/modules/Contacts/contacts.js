@@ -1,0 +1,2 @@
+// Contacts: contacts.js
+"use strict";

@@ -1,0 +1,2 @@
+// ControlPanel: panel.js
+"use strict";

@@ -1,0 +1,2 @@
+// Desktop: desktop.js
+"use strict";

@@ -1,0 +1,2 @@
+// Desktop: taskbar.js
+"use strict";

@@ -1,0 +1,2 @@
+// FileBrowser: browser.js
+"use strict";

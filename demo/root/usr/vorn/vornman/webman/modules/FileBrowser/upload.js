@@ -1,0 +1,2 @@
+// FileBrowser: upload.js
+"use strict";

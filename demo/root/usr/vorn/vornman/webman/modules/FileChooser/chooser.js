@@ -1,0 +1,2 @@
+// FileChooser: chooser.js
+"use strict";

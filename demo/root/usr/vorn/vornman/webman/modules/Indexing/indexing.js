@@ -1,0 +1,2 @@
+// Indexing: indexing.js
+"use strict";

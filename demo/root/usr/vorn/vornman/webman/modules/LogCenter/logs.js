@@ -1,0 +1,2 @@
+// LogCenter: logs.js
+"use strict";

@@ -1,0 +1,2 @@
+// MediaPlayer: player.js
+"use strict";

@@ -1,0 +1,2 @@
+// Network: network.js
+"use strict";

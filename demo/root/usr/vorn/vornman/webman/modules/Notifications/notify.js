@@ -1,0 +1,2 @@
+// Notifications: notify.js
+"use strict";

@@ -1,0 +1,2 @@
+// OldBackup: legacy.js
+"use strict";

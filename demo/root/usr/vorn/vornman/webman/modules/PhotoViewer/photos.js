@@ -1,0 +1,2 @@
+// PhotoViewer: photos.js
+"use strict";

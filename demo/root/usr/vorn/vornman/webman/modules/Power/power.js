@@ -1,0 +1,2 @@
+// Power: power.js
+"use strict";

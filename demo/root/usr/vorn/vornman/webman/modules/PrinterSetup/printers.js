@@ -1,0 +1,2 @@
+// PrinterSetup: printers.js
+"use strict";

@@ -1,0 +1,2 @@
+// ResourceMonitor: monitor.js
+"use strict";

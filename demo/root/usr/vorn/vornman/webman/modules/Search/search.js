@@ -1,0 +1,2 @@
+// Search: search.js
+"use strict";

@@ -1,0 +1,2 @@
+// Security: security.js
+"use strict";

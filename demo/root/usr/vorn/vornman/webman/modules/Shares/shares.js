@@ -1,0 +1,2 @@
+// Shares: shares.js
+"use strict";

@@ -1,0 +1,2 @@
+// StorageManager: storage.js
+"use strict";

@@ -1,0 +1,2 @@
+// StorageWidget: storage_widget.js
+"use strict";

@@ -1,0 +1,2 @@
+// SystemHealthWidget: health.js
+"use strict";

@@ -1,0 +1,2 @@
+// Terminal: terminal.js
+"use strict";

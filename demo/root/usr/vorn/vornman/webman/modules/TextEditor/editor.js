@@ -1,0 +1,2 @@
+// TextEditor: editor.js
+"use strict";

@@ -1,0 +1,2 @@
+// Themes: themes.js
+"use strict";

@@ -1,0 +1,2 @@
+// Updates: updates.js
+"use strict";

@@ -1,0 +1,2 @@
+// Users: users.js
+"use strict";

@@ -1,0 +1,2 @@
+// Utils: utils.js
+"use strict";

@@ -1,0 +1,106 @@
+// The desktop configuration parser's state and operations; the exported
+// JSConfigParser is a handle on one of these.
+//
+// Paths in the documents are relative to the scan's base (the web root, or
+// its "webman" directory for Parse); the files are reached through that
+// base, never through the process's working directory.
+#ifndef ARX_JSCONFIG_JS_CONFIG_PARSER_PRIVATE_H
+#define ARX_JSCONFIG_JS_CONFIG_PARSER_PRIVATE_H
+
+#include <sys/stat.h>
+
+#include <memory>
+#include <set>
+#include <string>
+
+#include <json/reader.h>
+#include <json/value.h>
+
+#include <arx/localized_string_parser.h>
+#include <arx/vorn_conf.h>
+
+#include "jsconfig/config_cache.h"
+#include "jsconfig/web_root.h"
+
+namespace VORN {
+namespace PAD {
+
+class JSConfigParserPrivate {
+public:
+    JSConfigParserPrivate(const char* language, bool debugConfigs, bool cache);
+    virtual ~JSConfigParserPrivate();
+    JSConfigParserPrivate(const JSConfigParserPrivate&) = delete;
+    JSConfigParserPrivate& operator=(const JSConfigParserPrivate&) = delete;
+
+    // ---- The parse and its cache (js_config_parser.cc) ----
+    void Parse(const char* app);
+    void ParsePathFromVornman(const char* app);
+    void Clear();
+    // GetModuleTexts(): fills moduleTexts when empty.
+    void EnsureModuleTexts();
+
+    // ---- Modules (module_scan.cc) ----
+    void ParseModuleDir(const std::string& root);
+    bool ParserJSConfig(const std::string& moduleDir);
+    void RegisterJS(const std::string& moduleDir, const Json::Value& config, Json::Value& appEntry,
+                    Json::Value& standaloneEntry);
+    void RegisterJS(const std::string& moduleDir, const Json::Value& config);
+    static bool LoadStandaloneCssInARX(const Json::Value& entry);
+    static std::string GetURL(const char* protocol, const char* host, const char* port, const char* path);
+
+    // ---- Texts (module_texts.cc) ----
+    void ParseTexts(const std::string& root);
+    void ParseModuleTexts(const Json::Value& app, Json::Value& result);
+    void ParseBriefTexts(const std::string& root, Json::Value& result);
+    void ParseFeasibilityCheckTexts(Json::Value& result);
+
+    VornConf conf;
+    std::string lang;
+    Json::Value jsConfigs;
+    Json::Value cssFiles;
+    Json::Value appConfig;
+    Json::Value texts;
+    Json::Value moduleTexts;
+    Json::Value grantableApps;
+    bool debug;
+    LocalizedStringParser stringParser;
+    std::set<std::string> standaloneCss;
+    bool useCache;
+
+private:
+    // The absolute path of a path relative to the scan's base.
+    std::string Absolute(const std::string& relative) const { return scanBase_ + "/" + relative; }
+    // One module, its directory open.
+    bool ParseModule(const std::string& moduleDir, const arx::jsconfig::WebDirectory& dir);
+    // Reads and parses a module's config file (or a debug config) into
+    // config; refused (logged) when it is out of bounds or not JSON.  st:
+    // the file's status.
+    enum class ConfigRead { kUnopened, kRefused, kParsed };
+    ConfigRead ReadModuleConfig(const arx::jsconfig::WebDirectory& dir, const std::string& moduleDir,
+                                const std::string& name, Json::Value& config, struct stat& st);
+    // RegisterJS of a config that the caller gives up: its entries are
+    // moved into the documents.
+    void RegisterEntries(const std::string& moduleDir, const arx::jsconfig::WebDirectory& dir, Json::Value& config,
+                         Json::Value& appEntry, Json::Value& standaloneEntry);
+    // The strings directory of an entry with "texts", relative to the base,
+    // or "" (logged) when the entry's path leaves its module or the web root.
+    std::string LanguageDirectory(const std::string& moduleDir, const arx::jsconfig::WebDirectory& dir,
+                                  const std::string& id, const Json::Value& textsName);
+    // The cache, when this parser may use it for name (a key or an id).
+    bool CacheUsable(const std::string& name);
+    // The cache's directories, created as root.
+    void CreateCacheDirectories();
+    // Writes the texts cache again with the module texts.
+    void SaveModuleTexts();
+
+    std::string scanBase_;
+    std::unique_ptr<Json::CharReader> reader_;
+    arx::jsconfig::CacheSession cache_;
+    std::string cacheKey_;  // of the last ParsePathFromVornman through the cache
+    bool textsCacheHasModuleTexts_ = false;
+};
+
+}  // namespace PAD
+}  // namespace VORN
+
+#endif

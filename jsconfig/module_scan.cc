@@ -1,0 +1,315 @@
+// The module scan: every directory under "webman/modules" and what its
+// "config" declares.  A module that cannot be read or parsed, or that
+// names a path out of its directory or the web root, is logged and left
+// out; the scan goes on with the next.
+
+#include <dirent.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include <vorn/log.h>
+
+#include "base/file_read.h"
+#include "base/json_cursor.h"
+#include "jsconfig/js_config_parser_private.h"
+#include "jsconfig/json_member.h"
+#include "jsconfig/log_source.h"
+#include "jsconfig/module_config.h"
+#include "jsconfig/web_root.h"
+
+namespace VORN {
+namespace PAD {
+
+namespace {
+
+using arx::jsconfig::kJSConfigParserLogSource;
+using arx::jsconfig::Member;
+
+constexpr char kLinkOut[] = "a link out of the web root";
+constexpr char kPathOut[] = "a path out of the module directory";
+
+void LogSkip(const std::string& what, const char* why)
+{
+    VLIBCLog(LOG_ERR, "%s:%d Skip %s: %s.", kJSConfigParserLogSource, __LINE__, what.c_str(), why);
+}
+
+void LogNotObject(const std::string& what)
+{
+    VLIBCLog(LOG_ERR, "%s:%d Skip %s: Config is not an object.", kJSConfigParserLogSource, __LINE__, what.c_str());
+}
+
+void LogConfigError(const std::string& configPath, const std::string& errors)
+{
+    VLIBCLog(LOG_ERR, "%s:%d %s: %s\n", kJSConfigParserLogSource, __LINE__, configPath.c_str(), errors.c_str());
+}
+
+// The entries of a directory but "." and "..", in byte order of their
+// names: which of two modules wins an id does not depend on the file
+// system.
+std::vector<std::pair<std::string, unsigned char>> SortedEntries(const arx::jsconfig::WebDirectory& dir)
+{
+    std::vector<std::pair<std::string, unsigned char>> entries;
+    DIR* listing = opendir(dir.path().c_str());
+    if (listing == nullptr)
+        return entries;
+    while (const dirent* entry = readdir(listing)) {
+        if (strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0)
+            entries.emplace_back(entry->d_name, entry->d_type);
+    }
+    closedir(listing);
+    std::sort(entries.begin(), entries.end());
+    return entries;
+}
+
+unsigned char TypeOf(const arx::jsconfig::WebDirectory& dir, const std::string& name)
+{
+    struct stat st;
+    if (!dir.Status(name, st, AT_SYMLINK_NOFOLLOW))
+        return DT_UNKNOWN;
+    return S_ISDIR(st.st_mode) ? DT_DIR : S_ISLNK(st.st_mode) ? DT_LNK : DT_REG;
+}
+
+std::string Stamp(time_t time)
+{
+    return std::to_string(static_cast<long long>(time));
+}
+
+}  // namespace
+
+}  // namespace PAD
+}  // namespace VORN
+
+namespace arx::jsconfig {
+
+bool ParseModuleConfig(std::string_view text, Json::CharReader& reader, Json::Value& config, std::string& errors)
+{
+    if (!base::JsonWithinBounds(text, kDeepestModuleConfig, kMostModuleConfigValues)) {
+        errors = "nested deeper than " + std::to_string(kDeepestModuleConfig) + " levels or more than " +
+                 std::to_string(kMostModuleConfigValues) + " values";
+        return false;
+    }
+    try {
+        return reader.parse(text.data(), text.data() + text.size(), &config, &errors);
+    } catch (const std::exception& e) {
+        errors = e.what();  // beyond the reader's own limits, or no memory
+        return false;
+    }
+}
+
+}  // namespace arx::jsconfig
+
+namespace VORN {
+namespace PAD {
+
+void JSConfigParserPrivate::ParseModuleDir(const std::string& root)
+{
+    scanBase_ = arx::jsconfig::BaseFor(root);
+    const std::string relativeDir = root == "vornman" ? "webman/modules" : "modules";
+    const arx::jsconfig::WebDirectory modules(Absolute(relativeDir));
+    for (const auto& [name, listedType] : SortedEntries(modules)) {
+        const std::string moduleDir = relativeDir + "/" + name;
+        const unsigned char type = listedType == DT_UNKNOWN ? TypeOf(modules, name) : listedType;
+        if (type != DT_DIR && type != DT_LNK)
+            continue;
+        if (type == DT_LNK && !arx::jsconfig::ResolvesInsideWebRoot(Absolute(moduleDir))) {
+            LogSkip(moduleDir, kLinkOut);
+            continue;
+        }
+        ParseModule(moduleDir, arx::jsconfig::WebDirectory(modules, name));
+    }
+}
+
+JSConfigParserPrivate::ConfigRead JSConfigParserPrivate::ReadModuleConfig(const arx::jsconfig::WebDirectory& dir,
+                                                                          const std::string& moduleDir,
+                                                                          const std::string& name, Json::Value& config,
+                                                                          struct stat& st)
+{
+    const std::string configPath = moduleDir + "/config";
+    std::string text;
+    const int fd = dir.OpenFile(name, st);
+    if (fd < 0) {
+        if (errno == ELOOP)
+            LogSkip(moduleDir + "/" + name, kLinkOut);
+        return ConfigRead::kUnopened;
+    }
+    if (st.st_size > arx::jsconfig::kLargestModuleConfig) {
+        close(fd);
+        LogConfigError(configPath, "larger than " + std::to_string(arx::jsconfig::kLargestModuleConfig) + " bytes");
+        return ConfigRead::kRefused;
+    }
+    const bool read = base::ReadWholeDescriptor(fd, st, text);
+    close(fd);
+    if (!read)
+        return ConfigRead::kUnopened;
+    std::string errors;
+    if (!arx::jsconfig::ParseModuleConfig(text, *reader_, config, errors)) {
+        LogConfigError(configPath, errors);
+        return ConfigRead::kRefused;
+    }
+    return ConfigRead::kParsed;
+}
+
+bool JSConfigParserPrivate::ParserJSConfig(const std::string& moduleDir)
+{
+    const arx::jsconfig::WebDirectory dir(Absolute(moduleDir));
+    return dir.open() && ParseModule(moduleDir, dir);
+}
+
+bool JSConfigParserPrivate::ParseModule(const std::string& moduleDir, const arx::jsconfig::WebDirectory& dir)
+{
+    Json::Value config;
+    struct stat st;
+    ConfigRead read = ConfigRead::kUnopened;
+    bool readConfig = true;
+    if (debug) {
+        const char* chosen = dir.Exists("auto_config.debug") ? "auto_config.debug" : "config.debug";
+        read = ReadModuleConfig(dir, moduleDir, chosen, config, st);
+        readConfig = read == ConfigRead::kUnopened;
+    }
+    if (readConfig)
+        read = ReadModuleConfig(dir, moduleDir, "config", config, st);
+    if (read != ConfigRead::kParsed)
+        return false;
+
+    Json::Value appEntry;
+    Json::Value standaloneEntry;
+    RegisterEntries(moduleDir, dir, config, appEntry, standaloneEntry);
+
+    if (!dir.Readable("style.css"))
+        return true;
+    const std::string stylePath = moduleDir + "/style.css";
+    if (!standaloneEntry.isNull() && !LoadStandaloneCssInARX(standaloneEntry))
+        standaloneCss.insert(stylePath);
+    // The config's time, not the style sheet's, versions the style sheet.
+    struct stat configSt;
+    const time_t configTime = readConfig                          ? st.st_mtime
+                              : dir.Status("config", configSt, 0) ? configSt.st_mtime
+                                                                  : time(nullptr);
+    cssFiles.append(stylePath + "?v=" + Stamp(configTime));
+    return true;
+}
+
+void JSConfigParserPrivate::RegisterJS(const std::string& moduleDir, const Json::Value& config)
+{
+    Json::Value appEntry;
+    Json::Value standaloneEntry;
+    RegisterJS(moduleDir, config, appEntry, standaloneEntry);
+}
+
+void JSConfigParserPrivate::RegisterJS(const std::string& moduleDir, const Json::Value& config, Json::Value& appEntry,
+                                       Json::Value& standaloneEntry)
+{
+    const arx::jsconfig::WebDirectory dir(Absolute(moduleDir));
+    Json::Value copy = config;
+    RegisterEntries(moduleDir, dir, copy, appEntry, standaloneEntry);
+}
+
+void JSConfigParserPrivate::RegisterEntries(const std::string& moduleDir, const arx::jsconfig::WebDirectory& dir,
+                                            Json::Value& config, Json::Value& appEntry, Json::Value& standaloneEntry)
+{
+    if (!config.isObject()) {
+        LogNotObject(moduleDir);
+        return;
+    }
+    for (const std::string& file : config.getMemberNames()) {
+        const std::string path = moduleDir + "/" + file;
+        if (!arx::jsconfig::StaysBelow(file)) {
+            LogSkip(path, kPathOut);
+            continue;
+        }
+        if (file != ".url" && !dir.Readable(file)) {
+            LogSkip(path, strerror(dir.open() ? errno : ENOENT));
+            continue;
+        }
+        Json::Value& entries = config[file];
+        if (entries.isArray() && entries.empty())
+            entries = Json::Value(Json::objectValue);
+        if (!entries.isObject()) {
+            LogNotObject(path);
+            continue;
+        }
+        for (const std::string& id : entries.getMemberNames()) {
+            // The config is this scan's own: its entries move, not copy.
+            Json::Value entry;
+            entry.swap(entries[id]);
+            if (entry.isArray() && entry.empty())
+                entry = Json::Value(Json::objectValue);
+            if (!entry.isObject()) {
+                LogNotObject(id);
+                continue;
+            }
+            entry["jsBaseURL"] = moduleDir;
+            entry["jsID"] = id;
+            jsConfigs[path][id] = entry;
+
+            const Json::Value& grant = Member(entry, "grantPrivilege");
+            const std::string grantTo = grant.isString() ? grant.asString() : "";
+            if (grantTo == "all" || grantTo == "local")
+                grantableApps["local"].append(id);
+            if (grantTo == "all" || grantTo == "domain")
+                grantableApps["domain"].append(id);
+
+            const Json::Value& typeValue = Member(entry, "type");
+            const std::string type = typeValue.isString() ? typeValue.asString() : "";
+            if (type == "standalone")
+                standaloneEntry = entry;
+            else if (type == "app")
+                appEntry = entry;
+            std::string langDir;
+            if (entry.isMember("texts"))
+                langDir = LanguageDirectory(moduleDir, dir, id, Member(entry, "texts"));
+            // The entry's additional style sheets join here with the
+            // style sheet processing of the page.
+            if (type == "standalone" || type == "app" || type == "common_lib" || type == "url" || type == "legacy")
+                appConfig[id] = std::move(entry);
+            if (!langDir.empty()) {
+                texts[id] = langDir;
+                // An entry of another type stands in appConfig with this
+                // member alone.
+                appConfig[id]["string_file"] = langDir;
+            }
+        }
+    }
+}
+
+std::string JSConfigParserPrivate::LanguageDirectory(const std::string& moduleDir,
+                                                     const arx::jsconfig::WebDirectory& dir, const std::string& id,
+                                                     const Json::Value& textsName)
+{
+    if (!textsName.isString()) {
+        LogSkip(id + " texts", "not a directory name");
+        return "";
+    }
+    const std::string name = textsName.asString();
+    if (!arx::jsconfig::StaysBelow(name)) {
+        LogSkip(moduleDir + "/" + name + "/", kPathOut);
+        return "";
+    }
+    // The language when the module has it, else English, whether or not
+    // that exists.
+    std::string below = name + "/" + lang;
+    if (!dir.Readable(below))
+        below = name + "/enu";
+    if (dir.LinkLeadsOut(below + "/strings")) {
+        LogSkip(moduleDir + "/" + below, kLinkOut);
+        return "";
+    }
+    return moduleDir + "/" + below;
+}
+
+bool JSConfigParserPrivate::LoadStandaloneCssInARX(const Json::Value& entry)
+{
+    const Json::Value& load = Member(entry, "loadCssInARX");
+    return load.isBool() ? load.asBool() : true;
+}
+
+}  // namespace PAD
+}  // namespace VORN

@@ -1,0 +1,277 @@
+// The applications' texts: all of them, those of one application, and the
+// brief ones (titles and preloaded texts) with the feasibility checks'.
+
+#include <unistd.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <arx/run_as.h>
+#include <vorn/log.h>
+#include <vorn/root.h>
+
+#include "base/file_read.h"
+#include "base/json_cursor.h"
+#include "jsconfig/config_cache.h"
+#include "jsconfig/js_config_parser_private.h"
+#include "jsconfig/json_member.h"
+#include "jsconfig/log_source.h"
+#include "jsconfig/web_root.h"
+#include "webutils/json_text.h"
+
+namespace VORN {
+namespace PAD {
+
+namespace {
+
+using arx::jsconfig::CacheSession;
+using arx::jsconfig::kJSConfigParserLogSource;
+using arx::jsconfig::Member;
+
+constexpr char kFeasibilityTexts[] = "/usr/local/share/feasibilitycheck/fshktext";
+constexpr const char* kBriefKeys[] = {"title", "formatedTitle"};
+// The list and the "fb_extern" items are written by packages: bounded as
+// module configs are.
+constexpr off_t kLargestList = 1 << 20;
+constexpr int kDeepestList = 64;
+constexpr size_t kMostListValues = 100000;
+
+struct TextReference {
+    std::string section;
+    std::string key;
+};
+
+// "section:key": the section before the first ':', the key after it.
+bool Split(const Json::Value& reference, TextReference& split)
+{
+    if (!reference.isString())
+        return false;
+    const std::string text = reference.asString();
+    const size_t colon = text.find(':');
+    if (colon == std::string::npos)
+        return false;
+    split.section = text.substr(0, colon);
+    split.key = text.substr(colon + 1);
+    return true;
+}
+
+// The first text stored under a section and key stays.
+void AddText(Json::Value& texts, const TextReference& reference, const std::string& text)
+{
+    Json::Value& section = texts[reference.section];
+    if (!section.isMember(reference.key))
+        section[reference.key] = text;
+}
+
+void LogSkip(const std::string& what, const char* why)
+{
+    VLIBCLog(LOG_ERR, "%s:%d Skip %s: %s.", kJSConfigParserLogSource, __LINE__, what.c_str(), why);
+}
+
+// A text member of an entry as a path element: "" for a missing one, false
+// for anything but a string.
+bool PathElement(const Json::Value& entry, const char* name, std::string& element)
+{
+    const Json::Value& value = Member(entry, name);
+    if (value.isNull()) {
+        element.clear();
+        return true;
+    }
+    if (!value.isString())
+        return false;
+    element = value.asString();
+    return arx::jsconfig::StaysBelow(element);
+}
+
+// The strings directory of an application entry for the language, or
+// "enu" when the language has none: an absolute path below the web root,
+// or "" (logged) when the entry's paths would lead out of it.
+std::string EntryLanguageDirectory(const Json::Value& entry, const std::string& lang)
+{
+    std::string base;
+    std::string name;
+    if (!PathElement(entry, "jsBaseURL", base) || !PathElement(entry, "texts", name)) {
+        LogSkip(Member(entry, "jsID").isString() ? Member(entry, "jsID").asString() : "texts",
+                "a path out of the web root");
+        return "";
+    }
+    const std::string dir = base + "/" + name + "/";
+    std::string relative = dir + lang;
+    const std::string webRoot = arx::jsconfig::WebRoot();
+    if (access((webRoot + "/" + relative).c_str(), R_OK) != 0)
+        relative = dir + "enu";
+    if (arx::jsconfig::WebDirectory(webRoot).LinkLeadsOut(relative + "/strings")) {
+        LogSkip(relative, "a link out of the web root");
+        return "";
+    }
+    return webRoot + "/" + relative;
+}
+
+// The texts an "fb_extern" list names: each item's own items first, then
+// its "text".
+void CollectItemTexts(LocalizedStringParser& parser, const std::string& dir, const Json::Value& items,
+                      Json::Value& brief, int depth)
+{
+    if (!items.isArray() || depth > kDeepestList)
+        return;
+    for (const Json::Value& item : items) {
+        CollectItemTexts(parser, dir, Member(item, "items"), brief, depth + 1);
+        TextReference reference;
+        std::string text;
+        if (Split(Member(item, "text"), reference) &&
+            parser.GetSectionKeyText(dir, reference.section, reference.key, text))
+            AddText(brief, reference, text);
+    }
+}
+
+}  // namespace
+
+void JSConfigParserPrivate::ParseTexts(const std::string& root)
+{
+    const Json::Value directories = texts;
+    if (!directories.isObject())
+        return;
+    const std::string base = arx::jsconfig::BaseFor(root);
+    for (const std::string& id : directories.getMemberNames()) {
+        const Json::Value& dir = directories[id];
+        // Written by the scan (or the cache it filled): checked there.
+        if (dir.isString() && arx::jsconfig::StaysBelow(dir.asString()))
+            moduleTexts[id] = stringParser.ParseTexts(base + "/" + dir.asString());
+    }
+}
+
+void JSConfigParserPrivate::ParseModuleTexts(const Json::Value& app, Json::Value& result)
+{
+    const std::string dir = EntryLanguageDirectory(app, lang);
+    result = dir.empty() ? Json::Value(Json::objectValue) : stringParser.ParseTexts(dir);
+}
+
+void JSConfigParserPrivate::ParseBriefTexts(const std::string& root, Json::Value& result)
+{
+    const Json::Value directories = texts;
+    if (!directories.isObject())
+        return;
+    if (useCache)
+        CreateCacheDirectories();
+    const std::string base = arx::jsconfig::BaseFor(root);
+    std::vector<std::pair<std::string, Json::Value>> toSave;
+    for (const std::string& id : directories.getMemberNames()) {
+        if (!appConfig.isObject() || !appConfig.isMember(id))
+            continue;
+        const bool cached = CacheUsable(id);
+        const std::string cachePath = arx::jsconfig::BriefCachePath(id, lang);
+        Json::Value brief(Json::objectValue);
+        bool fromCache = false;
+        if (cached) {
+            IF_RUN_AS2("root")
+            {
+                fromCache = cache_.Read(CacheSession::Document::kBrief, cachePath, brief);
+            }
+        }
+        if (fromCache) {
+            result[id] = brief;
+            continue;
+        }
+        const Json::Value& dirName = directories[id];
+        if (!dirName.isString() || !arx::jsconfig::StaysBelow(dirName.asString()))
+            continue;
+        const std::string dir = base + "/" + dirName.asString();
+        const Json::Value& entry = appConfig[id];
+        for (const char* briefKey : kBriefKeys) {
+            TextReference reference;
+            std::string text;
+            if (Split(Member(entry, briefKey), reference) &&
+                stringParser.GetSectionKeyText(dir, reference.section, reference.key, text))
+                AddText(brief, reference, text);
+        }
+        if (!result.isMember(id))
+            result[id] = Json::Value(Json::objectValue);
+        const Json::Value& preload = Member(entry, "preloadTexts");
+        if (preload.isArray()) {
+            for (const Json::Value& element : preload) {
+                TextReference reference;
+                std::string text;
+                if (Split(element, reference) &&
+                    stringParser.GetSectionKeyText(dir, reference.section, reference.key, text))
+                    AddText(brief, reference, text);
+            }
+        }
+        CollectItemTexts(stringParser, dir, Member(entry, "fb_extern"), brief, 0);
+        result[id] = brief;
+        if (cached)
+            toSave.emplace_back(id, brief);
+    }
+    if (toSave.empty() || cache_.refused())
+        return;
+    IF_RUN_AS2("root")
+    {
+        CacheSession::Writer writer(cache_);
+        for (const auto& [id, brief] : toSave) {
+            if (writer.open() && !writer.Write(arx::jsconfig::BriefCachePath(id, lang), brief))
+                VLIBCLog(LOG_ERR, "%s:%d Failed to save %s_%s text file", kJSConfigParserLogSource, __LINE__,
+                         id.c_str(), lang.c_str());
+        }
+    }
+}
+
+void JSConfigParserPrivate::ParseFeasibilityCheckTexts(Json::Value& result)
+{
+    IF_RUN_AS2("root")
+    {
+        const std::string path = VORNRootPathString(kFeasibilityTexts);
+        if (access(path.c_str(), R_OK) != 0) {
+            VLIBCLog(LOG_ERR, "%s:%d Read %s feasibility check texts file failed, Reason: [ %m ]",
+                     kJSConfigParserLogSource, __LINE__, path.c_str());
+            return;
+        }
+        std::string content;
+        struct stat st;
+        if (!base::ReadWholeFile(path.c_str(), content, &st)) {
+            VLIBCLog(LOG_ERR, "%s:%d open %s feasibility check texts file failed, Reason: [ %m ]",
+                     kJSConfigParserLogSource, __LINE__, path.c_str());
+            return;
+        }
+        Json::Value list;
+        std::string errors;
+        if (st.st_size > kLargestList || !base::JsonWithinBounds(content, kDeepestList, kMostListValues)) {
+            errors = "larger than the texts list may be";
+        } else {
+            try {
+                Json::CharReaderBuilder builder;
+                builder["collectComments"] = false;
+                const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+                if (!reader->parse(content.data(), content.data() + content.size(), &list, &errors) && errors.empty())
+                    errors = "not JSON";
+            } catch (const std::exception& e) {
+                errors = e.what();
+            }
+        }
+        if (!errors.empty()) {
+            VLIBCLog(LOG_ERR, "%s:%d %s: %s\n", kJSConfigParserLogSource, __LINE__, path.c_str(), errors.c_str());
+            return;
+        }
+        if (!list.isArray() && !list.isObject())
+            return;
+        for (const Json::Value& element : list) {
+            // "APPLICATION:SECTION:KEY"
+            if (!element.isString())
+                continue;
+            const std::string text = element.asString();
+            const size_t colon = text.find(':');
+            TextReference reference;
+            if (colon == std::string::npos || !Split(Json::Value(text.substr(colon + 1)), reference))
+                continue;
+            const std::string id = text.substr(0, colon);
+            if (!appConfig.isObject() || !appConfig.isMember(id))
+                continue;
+            const std::string dir = EntryLanguageDirectory(appConfig[id], lang);
+            std::string found;
+            if (!dir.empty() && stringParser.GetSectionKeyText(dir, reference.section, reference.key, found))
+                AddText(result[id], reference, found);
+        }
+    }
+}
+
+}  // namespace PAD
+}  // namespace VORN

@@ -1,0 +1,158 @@
+#include "jsconfig/web_root.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <vorn/root.h>
+
+namespace arx::jsconfig {
+
+namespace {
+
+constexpr char kWebRoot[] = "/usr/vorn/vornman";
+
+std::string RealPath(const std::string& path)
+{
+    char resolved[PATH_MAX];
+    return realpath(path.c_str(), resolved) != nullptr ? std::string(resolved) : std::string();
+}
+
+// The web root with its own links resolved, found once per system root.
+const std::string& RealWebRoot()
+{
+    static std::string root;
+    static std::string real;
+    const std::string current = WebRoot();
+    if (current != root) {
+        root = current;
+        real = RealPath(current);
+    }
+    return real;
+}
+
+}  // namespace
+
+std::string WebRoot()
+{
+    return VORNRootPathString(kWebRoot);
+}
+
+std::string BaseFor(const std::string& root)
+{
+    return root == "vornman" ? WebRoot() : WebRoot() + "/webman";
+}
+
+bool StaysBelow(std::string_view relative)
+{
+    if (relative.find('\0') != std::string_view::npos)
+        return false;
+    while (!relative.empty()) {
+        const size_t slash = relative.find('/');
+        if (relative.substr(0, slash) == "..")
+            return false;
+        if (slash == std::string_view::npos)
+            break;
+        relative.remove_prefix(slash + 1);
+    }
+    return true;
+}
+
+bool ResolvesInsideWebRoot(const std::string& path)
+{
+    const std::string& root = RealWebRoot();
+    const std::string real = RealPath(path);
+    if (root.empty() || real.empty())
+        return false;
+    return real == root || (real.size() > root.size() && real.compare(0, root.size(), root) == 0 &&
+                            (root == "/" || real[root.size()] == '/'));
+}
+
+WebDirectory::WebDirectory(const std::string& path)
+    : path_(path), fd_(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)), owned_(true)
+{ }
+
+// A scan makes a dozen calls per module: paths below the parent's
+// descriptor save opening and closing each module directory.
+WebDirectory::WebDirectory(const WebDirectory& parent, const std::string& name)
+    : path_(parent.path_ + "/" + name), prefix_(parent.prefix_ + name + "/"), fd_(parent.fd_), owned_(false)
+{ }
+
+WebDirectory::~WebDirectory()
+{
+    if (owned_ && fd_ >= 0)
+        close(fd_);
+}
+
+// With the effective ids, as the process would open the file: a check with
+// the real ids (access(2)) costs the kernel a copy of the credentials on
+// every call, and answers for the wrong user once the process acts as
+// another.
+bool WebDirectory::Readable(const std::string& relative) const
+{
+    return fd_ >= 0 && faccessat(fd_, Below(relative).c_str(), R_OK, AT_EACCESS) == 0;
+}
+
+bool WebDirectory::Exists(const std::string& relative) const
+{
+    return fd_ >= 0 && faccessat(fd_, Below(relative).c_str(), F_OK, AT_EACCESS) == 0;
+}
+
+bool WebDirectory::Status(const std::string& relative, struct stat& st, int flags) const
+{
+    return fd_ >= 0 && fstatat(fd_, Below(relative).c_str(), &st, flags) == 0;
+}
+
+bool WebDirectory::LinkLeadsOut(std::string_view relative) const
+{
+    if (fd_ < 0)
+        return false;
+    std::string walked;
+    while (!relative.empty()) {
+        const size_t slash = relative.find('/');
+        const std::string_view element = relative.substr(0, slash);
+        relative.remove_prefix(slash == std::string_view::npos ? relative.size() : slash + 1);
+        if (element.empty() || element == ".")
+            continue;
+        walked.append(walked.empty() ? "" : "/").append(element);
+        struct stat st;
+        if (!Status(walked, st, AT_SYMLINK_NOFOLLOW))
+            return false;
+        // Each link on the way must resolve inside (a dangling one does not).
+        if (S_ISLNK(st.st_mode) && !ResolvesInsideWebRoot(path_ + "/" + walked))
+            return true;
+    }
+    return false;
+}
+
+int WebDirectory::OpenFile(const std::string& relative, struct stat& st) const
+{
+    constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+    if (fd_ < 0) {
+        errno = EBADF;
+        return -1;
+    }
+    const std::string below = Below(relative);
+    int fd = openat(fd_, below.c_str(), kFlags | O_NOFOLLOW);
+    if (fd < 0 && errno == ELOOP) {
+        if (!ResolvesInsideWebRoot(path_ + "/" + relative)) {
+            errno = ELOOP;
+            return -1;
+        }
+        fd = openat(fd_, below.c_str(), kFlags);
+    }
+    if (fd < 0)
+        return -1;
+    // Regular files only: O_NONBLOCK kept the open from waiting on a FIFO.
+    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+        close(fd);
+        errno = EINVAL;
+        return -1;
+    }
+    return fd;
+}
+
+}  // namespace arx::jsconfig

@@ -1,0 +1,77 @@
+// The web root "/usr/vorn/vornman" and the rules for paths below it.
+//
+// Module directories, their configs and strings files are data that an
+// installed package controls.  A path that a package names ("texts",
+// script file names) may not climb out with "..", and a symbolic link
+// is followed only when it resolves inside the web root.
+#ifndef ARX_JSCONFIG_WEB_ROOT_H
+#define ARX_JSCONFIG_WEB_ROOT_H
+
+#include <sys/stat.h>
+
+#include <string>
+#include <string_view>
+
+namespace arx::jsconfig {
+
+// The web root under the system root.
+std::string WebRoot();
+
+// The base of a scan: the web root for "vornman", its "webman" directory
+// for any other root name.
+std::string BaseFor(const std::string& root);
+
+// Whether a relative path that a package names keeps below where it is
+// put: no ".." element and no NUL byte.
+bool StaysBelow(std::string_view relative);
+
+// Whether the existing path resolves (links followed) to the web root or a
+// path below it.
+bool ResolvesInsideWebRoot(const std::string& path);
+
+// A directory below the web root, open for the paths below it: each
+// lookup walks a few elements instead of the whole path from "/".
+class WebDirectory {
+public:
+    // Opens path (absolute) as a directory; open() tells whether it is.
+    explicit WebDirectory(const std::string& path);
+    // The directory name below parent (links followed: the caller checked
+    // them), reached through parent's descriptor: nothing is opened.
+    WebDirectory(const WebDirectory& parent, const std::string& name);
+    ~WebDirectory();
+    WebDirectory(const WebDirectory&) = delete;
+    WebDirectory& operator=(const WebDirectory&) = delete;
+
+    bool open() const { return fd_ >= 0; }
+    const std::string& path() const { return path_; }
+    // The status of relative (a link's own with AT_SYMLINK_NOFOLLOW).
+    bool Status(const std::string& relative, struct stat& st, int flags) const;
+
+    // Whether relative below the directory is readable by the process's
+    // effective ids.
+    bool Readable(const std::string& relative) const;
+    // Whether something exists at relative.
+    bool Exists(const std::string& relative) const;
+
+    // Whether an element of relative is a link that does not resolve inside
+    // the web root (a dangling one included).  The walk ends at the first
+    // missing element: what does not exist leads nowhere.
+    bool LinkLeadsOut(std::string_view relative) const;
+
+    // Opens the regular file at relative for reading, never blocking on a
+    // FIFO.  A link is followed only when it resolves inside the web root.
+    // -1 with errno (ELOOP for a link that leads out).
+    int OpenFile(const std::string& relative, struct stat& st) const;
+
+private:
+    std::string Below(const std::string& relative) const { return prefix_ + relative; }
+
+    std::string path_;
+    std::string prefix_;  // "name/" of a directory reached through its parent
+    int fd_;
+    bool owned_;
+};
+
+}  // namespace arx::jsconfig
+
+#endif
