@@ -9,6 +9,8 @@
 #include <vorn/log.h>
 #include <vorn/root.h>
 #include <vorn/session.h>
+#include <vorn/upload.h>
 #include <vorn/user.h>
+#include <vorn/volume.h>
 
 #endif
