@@ -3,6 +3,7 @@
 // write() itself, so that a volume can fill up.
 
 #include <dirent.h>
+#include <signal.h>
 #include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -15,6 +16,7 @@
 #include <vorn/upload.h>
 
 #include "cgi/request/upload_files.h"
+#include "testing/as_root.h"
 #include "testing/cgi_record.h"
 #include "testing/child_process.h"
 #include "testing/interpose.h"
@@ -162,6 +164,106 @@ TEST(UploadTest, ReadsPartByPart)
     EXPECT_EQ(run.output, "1 f n.bin 1 1 g m 2 0 10 6 2 " + std::to_string(body.size()));
     EXPECT_EQ(root.ReadFile("/target.bin"), "new");
     EXPECT_EQ(root.ReadFile("/log.txt"), "0123456789");
+}
+
+}  // namespace
+
+namespace {
+
+void HangUp(unsigned long long done, unsigned long long)
+{
+    if (done > 0)
+        raise(SIGTERM);  // what lighttpd sends when the client goes away
+}
+
+TEST(UploadTest, AServerThatEndsTheRequestEndsTheReadNotTheProcess)
+{
+    arx_testing::TempRoot root;
+    root.WriteFile("/target.bin", "old");
+    const std::string target = root.Path("/target.bin");
+    const auto run = arx_testing::RunInChild(
+        [&] {
+            arx_testing::CgiRecord cgi;
+            char field[VORN_UPLOAD_TEXT_SIZE], name[VORN_UPLOAD_TEXT_SIZE], type[VORN_UPLOAD_TEXT_SIZE];
+            VornCgiLoadUploadParams(cgi.get(), nullptr, nullptr, field, sizeof field, name, sizeof name, type,
+                                    sizeof type);
+            const int result = VornCgiLoadUploadFile(cgi.get(), target.c_str(), HangUp, nullptr, field, name, type);
+            printf("%d %d", result, VornCgiRecvHup());
+        },
+        arx_testing::PostRequest(Part("f", std::string(1 << 20, 'n'), "n") + kEnd,
+                                 "multipart/form-data; boundary=XyZb"));
+    EXPECT_TRUE(run.exited);
+    EXPECT_EQ(run.output, "-2 1");
+    EXPECT_EQ(Listing(root.dir()), std::vector<std::string>{"target.bin 420 3"}) << "no file left beside it";
+}
+
+// Slices as root: the upload folder is made root's and sticky, and slices go
+// only into the platform's own upload files, whole or not at all.
+class SliceUploadTest : public arx_testing::AsRootTest {
+protected:
+    void SetUp() override
+    {
+        AsRootTest::SetUp();
+        if (IsSkipped())
+            return;
+        root_.MakeDirs("/volume1");
+        root_.WriteFile("/usr/vorn/etc/volumes.conf", "[volume1]\npath=/volume1\n");
+        area_ = root_.Path("/volume1/@sharebin/@tmp");
+    }
+    // One slice request into target; prints the result.
+    arx_testing::ChildResult Slice(const std::string& target, const std::string& body, const char* offset,
+                                   const std::string& collecting = "", const std::string& length = "")
+    {
+        arx_testing::ChildOptions options =
+            arx_testing::PostRequest(body, "multipart/form-data; boundary=XyZb", length);
+        options.env.push_back({"HTTP_X_TMP_FILE", "id-1"});
+        options.env.push_back({"HTTP_X_SLICE_OFFSET", offset});
+        options.env.push_back({"VORN_SLICE_TMP_FILE", collecting});
+        return arx_testing::RunInChild(
+            [&] {
+                arx_testing::CgiRecord cgi;
+                const int result = VornCgiLoadUploadData(cgi.get(), target.c_str(), 0);
+                printf("%d %s", result, VornCgiGetCGIParam(cgi.get(), "_upload_0_path", ""));
+            },
+            options);
+    }
+    arx_testing::TempRoot root_;
+    std::string area_;
+};
+
+TEST_F(SliceUploadTest, AppendsWholeSlicesToOwnUploadFilesOnly)
+{
+    const auto first = Slice(area_, Part("f", "one,", "big.bin") + kEnd, "0");
+    ASSERT_EQ(first.output.substr(0, 2), "1 ") << first.output;
+    const std::string file = first.output.substr(2);
+    struct stat st;
+    ASSERT_EQ(lstat(area_.c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 07777, 01733u);
+    EXPECT_EQ(st.st_uid, 0u);
+
+    root_.WriteFile("/etc/passwd", "root:x:0:0::/root:/bin/sh\n");
+    const std::string passwd = root_.Path("/etc/passwd");
+    struct Row { const char* description; std::string target; std::string body; const char* offset;
+                 std::string length; std::string output; std::string content; };
+    const Row rows[] = {
+        {"the second slice", file, Part("f", "two,", "big.bin") + kEnd, "4", "", "1 " + file, "one,two,"},
+        {"a wrong offset", file, Part("f", "xxx", "big.bin") + kEnd, "4", "", "-2 ", "one,two,"},
+        {"a slice cut short is cut back", file, Part("f", std::string(1000, '3'), "big.bin"), "8", "9999", "-2 ",
+         "one,two,"},
+        {"a file that is no upload file", passwd, Part("f", "evil", "big.bin") + kEnd, "26", "", "-1 ", "one,two,"},
+        {"the last slice", file, Part("f", "end", "big.bin") + kEnd, "8", "", "1 " + file, "one,two,end"},
+    };
+    for (const Row& row : rows) {
+        const auto run = Slice(row.target, row.body, row.offset, row.target, row.length);
+        EXPECT_EQ(run.output, row.output) << row.description;
+        EXPECT_EQ(arx_testing::ReadWholeFile(file), row.content) << row.description;
+    }
+    EXPECT_EQ(root_.ReadFile("/etc/passwd"), "root:x:0:0::/root:/bin/sh\n");
+
+    chown(file.c_str(), nobodyUid(), nobodyGid());
+    EXPECT_EQ(Slice(file, Part("f", "more", "big.bin") + kEnd, "11", file).output, "-1 ") << "another user's file";
+    chown(area_.c_str(), nobodyUid(), 0);
+    EXPECT_EQ(Slice(area_, Part("f", "new", "b") + kEnd, "0").output, "-1 ") << "an upload folder not root's";
 }
 
 }  // namespace
