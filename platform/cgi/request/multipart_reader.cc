@@ -214,10 +214,19 @@ int MultipartReader::StepStart()
     return kNeedInput;
 }
 
+// glibc's memmem is about twice as fast as a search for the delimiter's
+// first byte followed by a comparison, which data with many line ends makes
+// stop often.
+size_t MultipartReader::FindDelimiter(std::string_view data) const
+{
+    const void* hit = memmem(data.data(), data.size(), delimiter_.data(), delimiter_.size());
+    return hit == nullptr ? std::string_view::npos : static_cast<size_t>(static_cast<const char*>(hit) - data.data());
+}
+
 int MultipartReader::StepPreamble()
 {
     const std::string_view data = Available();
-    const size_t hit = data.find(delimiter_);
+    const size_t hit = FindDelimiter(data);
     if (hit != std::string_view::npos) {
         begin_ += hit + delimiter_.size();
         state_ = State::kAfterDelimiter;
@@ -320,19 +329,26 @@ int MultipartReader::EndOfHeaders()
     }
     headers.contentType = contentType_;
     state_ = State::kData;
+    partBytes_ = 0;
     return sink_.OnPartBegin(headers);
 }
 
 int MultipartReader::StepData()
 {
     const std::string_view data = Available();
-    const size_t hit = data.find(delimiter_);
+    const size_t hit = FindDelimiter(data);
     if (hit == std::string_view::npos) {
         // The last delimiter's length may be the start of one (with a CR).
+        // Of the rest, whole pages of the part go on when there are any:
+        // page-aligned writes cost the file system least.
         if (data.size() <= delimiter_.size())
             return kStall;
-        const size_t safe = data.size() - delimiter_.size();
+        size_t safe = data.size() - delimiter_.size();
+        const size_t aligned = static_cast<size_t>((partBytes_ + safe) / kPage * kPage - partBytes_);
+        if (safe > kPage && aligned > 0 && aligned <= safe)
+            safe = aligned;
         begin_ += safe;
+        partBytes_ += safe;
         return sink_.OnPartData(data.data(), safe);
     }
     size_t size = hit;

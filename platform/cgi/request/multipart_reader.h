@@ -42,7 +42,12 @@ public:
     static constexpr int kPause = 1;
     static constexpr int kDone = 2;  // the close delimiter was read
 
-    static constexpr size_t kBufferSize = 131072;
+    // Input is best taken in pieces of kReadSize; the buffer holds one
+    // piece and what the reader keeps back (a part's header lines, or the
+    // bytes that may begin a delimiter, which stay short of a page).
+    static constexpr size_t kReadSize = 131072;
+    static constexpr size_t kPage = 4096;
+    static constexpr size_t kBufferSize = kReadSize + 8192 + kPage + 128;
 
     MultipartReader(std::string boundary, MultipartSink& sink);
 
@@ -71,6 +76,7 @@ private:
     int StepAfterDelimiter();
     int StepHeaders();
     int StepData();
+    size_t FindDelimiter(std::string_view data) const;
     int HeaderLine(std::string_view line);
     int EndOfHeaders();
     std::string_view Available() const { return {buffer_.data() + begin_, end_ - begin_}; }
@@ -83,6 +89,7 @@ private:
     State state_ = State::kStart;
     int failure_ = 0;
     size_t headerBytes_ = 0;
+    unsigned long long partBytes_ = 0;  // data of the current part passed on
     std::string disposition_;
     std::string contentType_;
     std::string* lastHeader_ = nullptr;  // the header a folded line continues

@@ -367,7 +367,8 @@ int UploadBody::Pump(const PumpOptions& options)
         size_t room;
         char* space = reader_->Space(room);
         const unsigned long long left = length_ - received_;
-        const ssize_t n = read(STDIN_FILENO, space, left < room ? static_cast<size_t>(left) : room);
+        const size_t want = room < MultipartReader::kReadSize ? room : MultipartReader::kReadSize;
+        const ssize_t n = read(STDIN_FILENO, space, left < want ? static_cast<size_t>(left) : want);
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0) {
