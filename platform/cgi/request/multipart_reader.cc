@@ -330,27 +330,37 @@ int MultipartReader::EndOfHeaders()
     headers.contentType = contentType_;
     state_ = State::kData;
     partBytes_ = 0;
+    scanned_ = 0;
     return sink_.OnPartBegin(headers);
 }
 
 int MultipartReader::StepData()
 {
     const std::string_view data = Available();
-    const size_t hit = FindDelimiter(data);
+    // What was searched before holds no delimiter's start: only the bytes
+    // kept back at its end need searching again.
+    const size_t from = scanned_ <= data.size() ? scanned_ : 0;
+    size_t hit = FindDelimiter(data.substr(from));
+    if (hit != std::string_view::npos)
+        hit += from;
     if (hit == std::string_view::npos) {
         // The last delimiter's length may be the start of one (with a CR).
-        // Of the rest, whole pages of the part go on when there are any:
-        // page-aligned writes cost the file system least.
+        // Of the rest, whole pages of the part go on, so that each write
+        // ends on a page of the file: the file system's cheapest.
         if (data.size() <= delimiter_.size())
             return kStall;
-        size_t safe = data.size() - delimiter_.size();
-        const size_t aligned = static_cast<size_t>((partBytes_ + safe) / kPage * kPage - partBytes_);
-        if (safe > kPage && aligned > 0 && aligned <= safe)
-            safe = aligned;
+        const size_t clear = data.size() - delimiter_.size();
+        scanned_ = clear + 1;
+        const unsigned long long end = (partBytes_ + clear) / kPage * kPage;
+        if (end <= partBytes_)
+            return kStall;
+        const size_t safe = static_cast<size_t>(end - partBytes_);
         begin_ += safe;
         partBytes_ += safe;
+        scanned_ -= safe;
         return sink_.OnPartData(data.data(), safe);
     }
+    scanned_ = 0;
     size_t size = hit;
     if (size > 0 && data[size - 1] == '\r')
         --size;

@@ -90,6 +90,7 @@ private:
     int failure_ = 0;
     size_t headerBytes_ = 0;
     unsigned long long partBytes_ = 0;  // data of the current part passed on
+    size_t scanned_ = 0;                // from begin_: searched, no delimiter starts before
     std::string disposition_;
     std::string contentType_;
     std::string* lastHeader_ = nullptr;  // the header a folded line continues
