@@ -166,7 +166,7 @@ public:
             return 0;
         const std::string clientName = LastPathElement(part_.fileName);
         fields->Add(part_.name, clientName);
-        g_lastFileSize = written_;
+        lastFileSize = written_;
         if (progress != nullptr)
             ++progress->files;
         if (onFile == OnFile::kStoreInDirectory) {
@@ -194,7 +194,7 @@ public:
         part_ = pending;
     }
 
-    static unsigned long long g_lastFileSize;
+    static unsigned long long lastFileSize;
 
 private:
     enum class Kind { kField, kFile, kSkipped };
@@ -207,7 +207,7 @@ private:
     size_t fieldBytes_ = 0;
 };
 
-unsigned long long UploadSink::g_lastFileSize = 0;
+unsigned long long UploadSink::lastFileSize = 0;
 
 struct PumpOptions {
     progressCallback callback = nullptr;
@@ -727,7 +727,7 @@ extern "C" int VornCgiLoadUploadFileNoTruncate(VornCgi* cgi, const char* path, p
 
 extern "C" unsigned long long VornCgiGetUploadFileSize(void)
 {
-    return vorn::UploadSink::g_lastFileSize;
+    return vorn::UploadSink::lastFileSize;
 }
 
 extern "C" int VornCgiRecvHup(void)
