@@ -36,10 +36,17 @@ public:
     }
 };
 
+// One reader for every input: a reader's buffer is large, and making one
+// takes longer than reading a fuzzer's input.
+Transcript g_transcript;
+vorn::MultipartReader g_reader("XyZb", g_transcript);
+
 int Read(const uint8_t* sizes, const char* body, size_t size, std::string& parts)
 {
-    Transcript transcript;
-    vorn::MultipartReader reader("XyZb", transcript);
+    Transcript& transcript = g_transcript;
+    vorn::MultipartReader& reader = g_reader;
+    transcript.text.clear();
+    reader.Reset();
     int result = vorn::MultipartReader::kNeedInput;
     for (size_t at = 0, turn = 0; at < size && result == vorn::MultipartReader::kNeedInput; ++turn) {
         const size_t piece = sizes == nullptr ? size : static_cast<size_t>(sizes[turn % 8]) + 1;

@@ -113,19 +113,28 @@ std::string LastPathElement(std::string_view fileName)
 }
 
 MultipartReader::MultipartReader(std::string boundary, MultipartSink& sink)
-    : delimiter_("\n--" + boundary), sink_(sink), buffer_(kBufferSize)
+    : delimiter_("\n--" + boundary), sink_(sink), buffer_(new char[kBufferSize])
 {
+}
+
+void MultipartReader::Reset()
+{
+    begin_ = end_ = 0;
+    state_ = State::kStart;
+    failure_ = 0;
 }
 
 char* MultipartReader::Space(size_t& room)
 {
-    if (begin_ > 0) {
-        memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
+    // What is kept moves to the front only when a whole read would not fit
+    // behind it: input in small pieces moves it once in many pieces.
+    if (begin_ > 0 && kBufferSize - end_ < kReadSize) {
+        memmove(buffer_.get(), buffer_.get() + begin_, end_ - begin_);
         end_ -= begin_;
         begin_ = 0;
     }
-    room = buffer_.size() - end_;
-    return buffer_.data() + end_;
+    room = kBufferSize - end_;
+    return buffer_.get() + end_;
 }
 
 int MultipartReader::Commit(size_t size)

@@ -10,6 +10,7 @@
 
 #include <stddef.h>
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -62,6 +63,8 @@ public:
     // The input ended: kDone when the close delimiter was read, else the
     // body was cut short (malformed).
     int Finish() const;
+    // Ready for another body (the fuzz target reads many with one reader).
+    void Reset();
 
 private:
     // A step that needs more input before it can go on.
@@ -79,11 +82,11 @@ private:
     size_t FindDelimiter(std::string_view data) const;
     int HeaderLine(std::string_view line);
     int EndOfHeaders();
-    std::string_view Available() const { return {buffer_.data() + begin_, end_ - begin_}; }
+    std::string_view Available() const { return {buffer_.get() + begin_, end_ - begin_}; }
 
     std::string delimiter_;  // "\n--" + boundary
     MultipartSink& sink_;
-    std::vector<char> buffer_;
+    std::unique_ptr<char[]> buffer_;  // kBufferSize bytes
     size_t begin_ = 0;
     size_t end_ = 0;
     State state_ = State::kStart;
