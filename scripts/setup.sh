@@ -14,7 +14,7 @@ packages=(
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   libcurl4-openssl-dev curl              # end-to-end tests
   lighttpd imagemagick                   # the demo and end-to-end web server, image tool
-  wrk                                    # load generator of the benchmarks
+  wrk time libcgicc-dev                  # benchmarks: load generator, peak memory, the upload's peer
   chromium fonts-dejavu-core             # browser tests: the browser, and text in its screenshots
 )
 

@@ -43,6 +43,14 @@ for dir in "$scratch/root/usr/vorn/etc/preference"/*/; do
   fi
 done
 
+# The demo's volume and its shared folder: members of "users" may write
+# there.  The volume's upload folder (@sharebin/@tmp) is made by the first
+# upload.
+mkdir -p "$scratch/root/volume1/public"
+chmod 0755 "$scratch/root/volume1"
+chmod 0775 "$scratch/root/volume1/public"
+if [ "$(id -u)" -eq 0 ]; then chown 0:100 "$scratch/root/volume1/public"; fi
+
 for program in "$build"/cgi-bin/*.cgi; do
   ln -s "$program" "$scratch/www/webapi/$(basename "$program")"
 done
@@ -78,6 +86,10 @@ server.bind = "127.0.0.1"
 server.port = $port
 server.errorlog = "$scratch/log/error.log"
 server.modules = ("mod_cgi", "mod_setenv")
+# Request bodies go to the programs as they arrive, never whole into the
+# server's memory or temporary files: uploads of any size stream through.
+server.stream-request-body = 2
+server.max-request-size = 0
 index-file.names = ("index.html")
 mimetype.assign = (
   ".html" => "text/html; charset=utf-8",

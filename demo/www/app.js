@@ -62,6 +62,7 @@ async function showSession() {
   const why = refusal(reply);
   show("login-section", why !== "");
   show("session-section", why === "");
+  show("upload-section", why === "");
   if (why !== "") {
     token = "";
     show("admin-section", false);
@@ -194,10 +195,98 @@ async function sendEcho(event) {
   shown.hidden = false;
 }
 
+// One upload request; XMLHttpRequest, since fetch tells nothing of the
+// bytes sent.  Resolves with the status and the JSON answer.
+function sendUpload(body, headers, onProgress) {
+  return new Promise((resolve, reject) => {
+    const request = new XMLHttpRequest();
+    request.open("POST", "/webapi/upload.cgi");
+    request.setRequestHeader("X-VornToken", token);
+    for (const [name, value] of Object.entries(headers)) request.setRequestHeader(name, value);
+    request.upload.addEventListener("progress", (event) => {
+      if (event.lengthComputable) onProgress(event.loaded / event.total);
+    });
+    request.addEventListener("load", () => {
+      let reply = {};
+      try {
+        reply = JSON.parse(request.responseText);
+      } catch {
+        reply = { success: false, error: request.getResponseHeader("x-request-error") || "no answer" };
+      }
+      resolve({ status: request.status, reply });
+    });
+    request.addEventListener("error", () => reject(new Error("the connection failed")));
+    request.send(body);
+  });
+}
+
+function uploadForm(folder, file, name) {
+  const body = new FormData();
+  body.append("folder", folder);
+  body.append("file", file, name);
+  return body;
+}
+
+// A file in slices: each request names the upload (X-Tmp-File) and the
+// bytes sent before it; the appliance answers how much it holds, and a
+// refused offset is answered with that too, from which the next slice goes.
+async function uploadInSlices(folder, file, sliceSize, progress) {
+  const id = Array.from(crypto.getRandomValues(new Uint8Array(16)), (b) => b.toString(16).padStart(2, "0")).join("");
+  let offset = 0;
+  for (let requests = 0; requests < 2 * Math.ceil(file.size / sliceSize) + 2; requests++) {
+    const end = Math.min(offset + sliceSize, file.size);
+    const headers = { "X-Tmp-File": id, "X-Slice-Offset": String(offset) };
+    if (end === file.size) headers["X-Slice-Finish"] = "1";
+    const answer = await sendUpload(uploadForm(folder, file.slice(offset, end), file.name), headers, (part) =>
+      progress((offset + part * (end - offset)) / Math.max(file.size, 1)),
+    );
+    if (end === file.size && answer.status === 200) return answer;
+    if (answer.reply.received === undefined) return answer;
+    offset = answer.reply.received;
+  }
+  return { status: 0, reply: { success: false, error: "too many attempts" } };
+}
+
+async function upload(event) {
+  event.preventDefault();
+  const form = new FormData(event.target);
+  const files = event.target.elements.files.files;
+  const folder = form.get("folder");
+  const bar = document.getElementById("upload-progress");
+  const message = document.getElementById("upload-message");
+  const shown = document.getElementById("upload-reply");
+  const stored = [];
+  let answer = null;
+  bar.value = 0;
+  message.textContent = "Uploading…";
+  if (form.get("sliced")) {
+    const sliceSize = Math.max(64, Number(form.get("slice_kib")) || 1024) * 1024;
+    for (const [index, file] of Array.from(files).entries()) {
+      answer = await uploadInSlices(folder, file, sliceSize, (part) => (bar.value = (index + part) / files.length));
+      if (!answer.reply.success) break;
+      stored.push(...answer.reply.files);
+    }
+  } else {
+    const body = new FormData();
+    body.append("folder", folder);
+    for (const file of files) body.append("file", file, file.name);
+    answer = await sendUpload(body, {}, (part) => (bar.value = part));
+    stored.push(...(answer.reply.files || []));
+  }
+  if (answer.reply.success) bar.value = 1;
+  const names = stored.map((file) => `${file.name} (${file.size} bytes)`).join(", ");
+  message.textContent = answer.reply.success
+    ? `Stored ${names} in ${answer.reply.folder}.`
+    : `Upload failed: ${answer.reply.error || answer.reply.refused?.map((file) => `${file.name}: ${file.reason}`).join(", ")}`;
+  shown.textContent = JSON.stringify(answer.reply, null, 2);
+  shown.hidden = false;
+}
+
 document.getElementById("login-form").addEventListener("submit", busy(logIn));
 document.getElementById("logout-button").addEventListener("click", busy(logOut));
 document.getElementById("refresh-button").addEventListener("click", busy(() => showSession()));
 document.getElementById("end-sessions-form").addEventListener("submit", busy(endSessions));
 document.getElementById("echo-form").addEventListener("submit", busy(sendEcho));
+document.getElementById("upload-form").addEventListener("submit", busy(upload));
 busy(showNote)();
 busy(showSession)();

@@ -19,6 +19,11 @@
 //   if (!web.IsAuthorized(NULL, VORN_AUTH_USER, CGI_POSITION_DESKTOP))
 //       return 0;
 //   if (web.setEUGID() != 0) ...   // act as the session's user
+//
+// An upload (a multipart/form-data POST) is read after that, as the user:
+//
+//   int stored = web.LoadIn(NULL);                 // into a volume's upload folder
+//   const char* path = web.In("_upload_0_path", NULL);
 #ifndef ARX_WEBMAN_H
 #define ARX_WEBMAN_H
 
@@ -27,6 +32,7 @@
 #include <json/value.h>
 #include <vorn/cgi.h>
 #include <vorn/session.h>
+#include <vorn/upload.h>
 
 #include <arx/export.h>
 
@@ -179,6 +185,44 @@ public:
     bool IsSharingRequest(std::string& sharingId, std::string& sharingSid);
     // Queues an absolute "Location" for path on this host.
     bool AddRedirectHeader(const char* path);
+
+    // ---- Uploads (see <vorn/upload.h>) -------------------------------
+    // The upload folder of the first volume with room for neededSize bytes,
+    // "VOLUME/@sharebin/@tmp", into buffer (cut to size).  false when none:
+    // the platform error says why (0x2900 read-only or crashed, 0xDD00 full,
+    // 0x8300 no volume or no shared folder).  The folder is not created.
+    bool FindUploadTmpPath(char* buffer, int size, unsigned long long neededSize);
+    // Reads a multipart body into uploadPath, or (NULL) into the slice's
+    // collecting file or a volume's upload folder.  The number of files
+    // stored; negative: the platform's VORN_UPLOAD_... result, or when no
+    // folder could be found -2 (read-only), -12 (full), -13 (none), -9.
+    int LoadIn(const char* uploadPath);
+    bool IsUploadRequest();
+    // A slice of a sliced upload (the header X-Tmp-File), its last one.
+    bool IsSliceUploadRequest();
+    bool IsSliceUploadFinish();
+    // The slice records: the collecting file of each sliced upload by the
+    // id the client gave it, kept in root's "/tmp/slice_file_id".
+    bool SaveSliceUploadTmpFile(const char* sliceId, const char* tmpFilePath);
+    // Removes the record of this request's id (X-Tmp-File); true also when
+    // there was none.
+    bool DeleteSliceUploadTmpFile();
+    // The collecting file of this request's sliced upload, or NULL.
+    const char* GetSliceUploadTmpFile();
+    // The platform's readers, part by part (VornCgiLoadUpload...).
+    int LoadUploadParams(progressCallback callback, _tag_cgi_upload_progress_* progress, char* field,
+                         int fieldSize, char* name, int nameSize, char* type, int typeSize);
+    int LoadUploadFile(const char* path, progressCallback callback, _tag_cgi_upload_progress_* progress,
+                       char* field, char* name, char* type);
+    int LoadUploadFileBW(const char* path, progressCallback callback, _tag_cgi_upload_progress_* progress,
+                         char* field, char* name, char* type, const char* limitKey);
+    int LoadUploadFileNoTruncate(const char* path, progressCallback callback, _tag_cgi_upload_progress_* progress,
+                                 long long (*check)(unsigned long long, unsigned long long, unsigned long long),
+                                 char* field, char* name, char* type, unsigned long long* fileSize,
+                                 BOOL (*cancelled)());
+    unsigned long long GetUploadFileSize();
+    // 1 when the client went away during the upload.
+    int RecvHup();
 
 private:
     bool loaded_;

@@ -9,6 +9,7 @@
 #include <vorn/cgi.h>
 
 #include "cgi/request/request_record.h"
+#include "cgi/request/upload_record.h"
 #include "cgi/session/session_record.h"
 
 struct VornCgiPrivate {
@@ -16,6 +17,7 @@ struct VornCgiPrivate {
     vorn::ResponseRecord response;
     vorn::ConfigRecord config;
     vorn::TextRecord texts;
+    vorn::UploadRecord upload;
     vorn::SessionRecord session;
 
     // Texts handed out as const char* that live as long as the record.

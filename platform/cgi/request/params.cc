@@ -71,7 +71,11 @@ extern "C" const char* VornCgiGetCGIParam(VornCgi* cgi, const char* name, const 
     const VornCgiPrivate* priv = vorn::PrivateOf(cgi);
     if (priv == nullptr || name == nullptr)
         return defaultValue;
-    const char* value = vorn::NoThrow<const char*>(nullptr, [&] { return priv->request.params.Find(name); });
+    // The upload's own parameters come from the upload alone: neither the
+    // query nor a form field can stand in for them.
+    const char* value = vorn::NoThrow<const char*>(nullptr, [&] {
+        return vorn::IsUploadParamName(name) ? priv->upload.files.Find(name) : priv->request.params.Find(name);
+    });
     return value != nullptr ? value : defaultValue;
 }
 

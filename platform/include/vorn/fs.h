@@ -1,5 +1,5 @@
 /*
- * Directory enumeration and timed file locks.
+ * Directory enumeration, creating directories, and timed file locks.
  *
  * Paths are used as given: map fixed system paths with VORNRootPath first.
  */
@@ -25,6 +25,17 @@ VORN_BEGIN_DECLS
  * errno tells why. */
 typedef int (*VLIBCDirVisitor)(const char *name, void *context);
 VORN_EXPORT int VLIBCDirEnum(const char *dir, int flags, VLIBCDirVisitor visit, void *context);
+
+/* Creates the directory path (mkdir -p): with parents nonzero the missing
+ * parents too (mode 0755, owned by the caller), else only the last element.
+ * The directory this call creates gets exactly mode (the umask does not
+ * apply) and, unless uid or gid is -1, that owner; both are set through a
+ * descriptor opened without following links.  An existing directory is
+ * left as it is (0).  flags: reserved, 0.  Returns 0, or -1 with the last
+ * error VLIB_ERR_BAD_PARAMETERS (no path), VLIB_ERR_NOT_FOUND (a missing
+ * parent when parents is 0) or VLIB_ERR_WRITE_FAILED (errno says why: a
+ * file in the way, no permission, ...). */
+VORN_EXPORT int VORNFSMkdirP(const char *path, int flags, int parents, int uid, int gid, int mode);
 
 /* Takes an advisory flock on the file at path, creating it (mode 0644) when
  * it is missing; a symbolic link at path is refused.  exclusive: nonzero

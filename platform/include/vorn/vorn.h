@@ -9,7 +9,9 @@
 #include <vorn/log.h>
 #include <vorn/root.h>
 #include <vorn/session.h>
+#include <vorn/upload.h>
 #include <vorn/user.h>
+#include <vorn/volume.h>
 #include <vorn/webserver.h>
 
 #endif
