@@ -1,13 +1,14 @@
-// The module scan: what each kind of entry registers, the module files it
-// reads, and what it leaves out (logged) without stopping.
+// The module scan and the applications' texts: what each kind of entry
+// registers, what a module gets wrong or plants (logged and left out, the
+// scan going on), and the texts in the parser's language with English
+// behind.
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <syslog.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <functional>
-
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -27,371 +28,317 @@ using arx_testing::AppModule;
 using arx_testing::LogCapture;
 using arx_testing::ModulePath;
 using arx_testing::TempRoot;
-using arx_testing::TestModule;
 using arx_testing::WithoutLineNumbers;
 using arx_testing::WriteModule;
 using VORN::PAD::JSConfigParser;
 using VORN::PAD::JSConfigParserPrivate;
+using Lines = std::vector<std::string>;
 
 Json::Value ParseJson(const std::string& text)
 {
     Json::Value value;
-    std::string errors;
-    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-    EXPECT_TRUE(reader->parse(text.data(), text.data() + text.size(), &value, &errors)) << errors << text;
+    std::istringstream in(text);
+    EXPECT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), in, &value, nullptr)) << text;
     return value;
 }
 
-std::vector<std::string> Strings(const Json::Value& array)
+// The desktop's scan, as a request without the cache makes it.
+JSConfigParser Scan(const char* lang = "enu", bool debug = false)
 {
-    std::vector<std::string> strings;
-    for (const Json::Value& element : array)
-        strings.push_back(element.asString());
-    return strings;
+    JSConfigParser parser(lang, debug);
+    parser.ParsePathFromVornman(nullptr);
+    return parser;
 }
 
-TEST(ModuleScanTest, EachEntryType)
+// The lines logged above debug level, each cut to the length of the one
+// expected: "JSConfigParser:# " and start, or none when start is "".
+void ExpectLogged(const LogCapture& log, const std::string& start, const char* description)
 {
-    struct Row {
-        const char* description;
-        const char* id;
-        const char* entry;  // JSON
-        bool inApps;
-        bool onlyStringFile;  // in the applications with "string_file" alone
-        std::vector<std::string> grantedTo;
-    };
-    const std::vector<Row> rows = {
-        {"app", "T.App", R"({"type": "app"})", true, false, {}},
-        {"standalone", "T.Standalone", R"({"type": "standalone", "grantPrivilege": "local"})", true, false, {"local"}},
-        {"url", "T.Url", R"({"type": "url", "grantPrivilege": "all"})", true, false, {"local", "domain"}},
-        {"common_lib", "T.CommonLib", R"({"type": "common_lib", "grantPrivilege": "domain"})", true, false, {"domain"}},
-        {"legacy", "T.Legacy", R"({"type": "legacy"})", true, false, {}},
-        {"another type registers the script only",
-         "T.Widget",
-         R"({"type": "widget", "grantPrivilege": "x"})",
-         false,
-         false,
-         {}},
-        {"no type", "T.Untyped", R"({})", false, false, {}},
-        {"an empty array is an empty entry", "T.EmptyArray", R"([])", false, false, {}},
-        {"a type that is no text", "T.NumberType", R"({"type": 5, "grantPrivilege": ["all"]})", false, false, {}},
-        {"texts without a type: the strings file alone", "T.TextsOnly", R"({"texts": "texts"})", false, true, {}},
+    const Lines expected = start.empty() ? Lines {} : Lines {"JSConfigParser:# " + start};
+    Lines lines;
+    for (const arx_testing::LogLine& line : log.lines()) {
+        const std::string text = arx_testing::WithoutLineNumber(line.text);
+        if (LOG_PRI(line.priority) != LOG_DEBUG)
+            lines.push_back(expected.empty() ? text : text.substr(0, expected[0].size()));
+    }
+    EXPECT_EQ(lines, expected) << description;
+}
+
+// A config of one entry without a file of its own: {".url": {ID: ENTRY}}.
+std::string UrlConfig(const std::string& id, const std::string& entry)
+{
+    return R"({".url": {")" + id + "\": " + entry + "}}";
+}
+
+TEST(ModuleScanTest, WhatEachEntryRegisters)
+{
+    // app: JSON of its application entry; "": the entry itself; nullptr: none.
+    struct Row { const char* description; const char* id; const char* entry; const char* app; };
+    const Row rows[] = {
+        {"app", "T.App", R"({"type": "app"})", ""},
+        {"standalone", "T.Standalone", R"({"type": "standalone", "grantPrivilege": "local"})", ""},
+        {"url", "T.Url", R"({"type": "url", "grantPrivilege": "all"})", ""},
+        {"common_lib", "T.CommonLib", R"({"type": "common_lib", "grantPrivilege": "domain"})", ""},
+        {"legacy", "T.Legacy", R"({"type": "legacy"})", ""},
+        {"another type registers the script only", "T.Widget", R"({"type": "widget", "grantPrivilege": "x"})", nullptr},
+        {"no type", "T.Untyped", "{}", nullptr},
+        {"an empty array is an empty entry", "T.EmptyArray", "[]", nullptr},
+        {"a type that is no text", "T.NumberType", R"({"type": 5, "grantPrivilege": ["all"]})", nullptr},
+        {"texts without a type: the strings file alone", "T.TextsOnly", R"({"texts": "texts"})",
+         R"({"string_file": "webman/modules/Types/texts/enu"})"},
     };
     std::string entries;
     for (const Row& row : rows)
         entries += std::string(entries.empty() ? "" : ", ") + "\"" + row.id + "\": " + row.entry;
     TempRoot root;
-    WriteModule(root, {"Types", "{\"types.js\": {" + entries + "}}", {{"enu", "[a]\nb=c\n"}}, false});
+    // Beside them: an entry whose script is missing, and a module without
+    // config (which adds nothing, not even its style sheet).
+    WriteModule(root, {"Types", R"({"gone.js": {"T.Gone": {"type": "app"}}, "types.js": {)" + entries + "}}",
+                       {{"enu", "[a]\nb=c\n"}}, true});
+    WriteModule(root, {"NoConfig", "", {}, true});
     root.WriteFile(ModulePath("Types", "types.js"), "");
+    const timespec configTime[2] = {{1600000000, 0}, {1600000000, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, root.Path(ModulePath("Types", "config")).c_str(), configTime, 0), 0);
 
     LogCapture log;
-    JSConfigParser parser("enu", false);
-    parser.ParsePathFromVornman(nullptr);
+    JSConfigParser parser = Scan();
     const Json::Value apps = parser.GetAppConfig();
     const Json::Value scripts = parser.GetJSConfigs()["webman/modules/Types/types.js"];
-    const Json::Value granted = parser.GetGrantableApps();
     for (const Row& row : rows) {
-        const Json::Value& script = scripts[row.id];
-        EXPECT_EQ(script["jsBaseURL"], "webman/modules/Types") << row.description;
-        EXPECT_EQ(script["jsID"], row.id) << row.description;
-        EXPECT_EQ(apps.isMember(row.id), row.inApps || row.onlyStringFile) << row.description;
-        if (row.inApps) {
-            Json::Value expected = ParseJson(row.entry);
-            if (expected.isArray())
-                expected = Json::Value(Json::objectValue);
-            expected["jsBaseURL"] = "webman/modules/Types";
-            expected["jsID"] = row.id;
-            EXPECT_EQ(apps[row.id], expected) << row.description;
-        }
-        if (row.onlyStringFile) {
-            EXPECT_EQ(apps[row.id], ParseJson(R"({"string_file": "webman/modules/Types/texts/enu"})"))
-                << row.description;
-        }
-        std::vector<std::string> grantedTo;
-        for (const char* kind : {"local", "domain"}) {
-            const std::vector<std::string> ids = Strings(granted[kind]);
-            if (std::find(ids.begin(), ids.end(), row.id) != ids.end())
-                grantedTo.push_back(kind);
-        }
-        EXPECT_EQ(grantedTo, row.grantedTo) << row.description;
+        Json::Value entry = ParseJson(row.entry);
+        if (entry.isArray())
+            entry = Json::Value(Json::objectValue);
+        entry["jsBaseURL"] = "webman/modules/Types";
+        entry["jsID"] = row.id;
+        EXPECT_EQ(scripts[row.id], entry) << row.description;
+        EXPECT_EQ(apps[row.id], row.app == nullptr ? Json::Value() : *row.app ? ParseJson(row.app) : entry)
+            << row.description;
     }
+    EXPECT_FALSE(apps.isMember("T.Gone"));
+    EXPECT_EQ(parser.GetGrantableApps(),
+              ParseJson(R"({"local": ["T.Standalone", "T.Url"], "domain": ["T.CommonLib", "T.Url"]})"));
     EXPECT_EQ(parser.GetTexts(), ParseJson(R"({"T.TextsOnly": "webman/modules/Types/texts/enu"})"));
-    EXPECT_TRUE(log.lines().empty()) << log.texts()[0];
-}
-
-TEST(ModuleScanTest, ModuleFiles)
-{
-    TempRoot root;
-    // A module without config adds nothing, not even its style sheet.
-    WriteModule(root, {"NoConfig", "", {}, true});
-    // Entries without a file of their own.
-    WriteModule(root, {"Links", R"({".url": {"L.Help": {"type": "url", "url": "https://help.example"}}})", {}, true});
-    // A script file that is missing is skipped with the system's reason.
-    WriteModule(
-        root,
-        {"Scripts", R"({"here.js": {"S.Here": {"type": "app"}}, "gone.js": {"S.Gone": {"type": "app"}}})", {}, false});
-    root.WriteFile(ModulePath("Scripts", "here.js"), "");
-    const timespec configTime[2] = {{1600000000, 0}, {1600000000, 0}};
-    ASSERT_EQ(utimensat(AT_FDCWD, root.Path(ModulePath("Links", "config")).c_str(), configTime, 0), 0);
-
-    LogCapture log;
-    JSConfigParser parser("enu", false);
-    parser.ParsePathFromVornman(nullptr);
-    const Json::Value apps = parser.GetAppConfig();
-    EXPECT_TRUE(apps.isMember("L.Help"));
-    EXPECT_TRUE(apps.isMember("S.Here"));
-    EXPECT_FALSE(apps.isMember("S.Gone"));
     // The config's time versions the style sheet.
-    EXPECT_EQ(Strings(parser.GetCSSFiles()), std::vector<std::string> {"webman/modules/Links/style.css?v=1600000000"});
-    EXPECT_EQ(
-        WithoutLineNumbers(log.texts()),
-        std::vector<std::string> {"JSConfigParser:# Skip webman/modules/Scripts/gone.js: No such file or directory."});
+    EXPECT_EQ(parser.GetCSSFiles(), ParseJson(R"(["webman/modules/Types/style.css?v=1600000000"])"));
+    EXPECT_EQ(WithoutLineNumbers(log.texts()),
+              Lines {"JSConfigParser:# Skip webman/modules/Types/gone.js: No such file or directory."});
 }
 
+// The debug configs beside "config", and the one a parser with or without
+// debug reads.
 TEST(ModuleScanTest, DebugConfigs)
 {
-    struct Row {
-        const char* description;
-        bool debug;
-        bool autoDebug, configDebug;
-        const char* winner;
-    };
+    struct Row { const char* description; bool debug; std::vector<std::string> present; const char* read; };
     const Row rows[] = {
-        {"debug off: config", false, true, true, "config"},
-        {"auto_config.debug first", true, true, true, "auto"},
-        {"then config.debug", true, false, true, "debug"},
-        {"then config", true, false, false, "config"},
+        {"without debug: config", false, {"auto_config.debug", "config.debug"}, "config"},
+        {"auto_config.debug first", true, {"auto_config.debug", "config.debug"}, "auto_config.debug"},
+        {"then config.debug", true, {"config.debug"}, "config.debug"},
+        {"then config", true, {}, "config"},
     };
     for (const Row& row : rows) {
         TempRoot root;
-        const auto configNamed = [](const char* which) {
-            return std::string(R"({".url": {"D.App": {"type": "app", "from": ")") + which + "\"}}}";
-        };
-        WriteModule(root, {"Debug", configNamed("config"), {}, false});
-        if (row.autoDebug)
-            root.WriteFile(ModulePath("Debug", "auto_config.debug"), configNamed("auto"));
-        if (row.configDebug)
-            root.WriteFile(ModulePath("Debug", "config.debug"), configNamed("debug"));
-        JSConfigParser parser("enu", row.debug);
-        parser.ParsePathFromVornman(nullptr);
-        EXPECT_EQ(parser.GetAppConfig()["D.App"]["from"], row.winner) << row.description;
+        root.WriteFile(ModulePath("Debug", "config"), UrlConfig("D.App", R"({"from": "config"})"));
+        for (const std::string& name : row.present)
+            root.WriteFile(ModulePath("Debug", name), UrlConfig("D.App", "{\"from\": \"" + name + "\"}"));
+        EXPECT_EQ(Scan("enu", row.debug).GetJSConfigs()["webman/modules/Debug/.url"]["D.App"]["from"], row.read)
+            << row.description;
     }
 }
 
-TEST(ModuleScanTest, PathsAreRelativeToTheBaseOfTheParse)
+// Modules are taken in name order, the later winning an id two declare;
+// paths are relative to the base of the parse.
+TEST(ModuleScanTest, NameOrderAndBase)
 {
     TempRoot root;
-    WriteModule(root, AppModule("Files", {{"enu", "Files"}}));
-    JSConfigParser fromWebRoot("enu", false);
-    fromWebRoot.ParsePathFromVornman(nullptr);
-    EXPECT_EQ(fromWebRoot.GetAppConfig()["Test.Files"]["jsBaseURL"], "webman/modules/Files");
-    EXPECT_EQ(fromWebRoot.GetTexts()["Test.Files"], "webman/modules/Files/texts/enu");
+    for (const char* name : {"B", "A", "C"}) {
+        const std::string entry = R"({"type": "app", "texts": "texts", "grantPrivilege": "local", "from": ")";
+        WriteModule(root, {name, UrlConfig("Same.Id", entry + name + "\"}"), {{"enu", "[a]\nb=c\n"}}, true});
+    }
+    JSConfigParser parser = Scan();
+    EXPECT_EQ(parser.GetAppConfig()["Same.Id"]["from"], "C");
+    EXPECT_EQ(parser.GetTexts()["Same.Id"], "webman/modules/C/texts/enu");
+    EXPECT_EQ(parser.GetGrantableApps()["local"].size(), 3u) << "the lists only grow";
+    EXPECT_EQ(parser.GetCSSFiles().size(), 3u);
     JSConfigParser fromWebman("enu", false);
     fromWebman.Parse(nullptr);
-    EXPECT_EQ(fromWebman.GetAppConfig()["Test.Files"]["jsBaseURL"], "modules/Files");
-    EXPECT_EQ(Strings(fromWebman.GetCSSFiles()).at(0).rfind("modules/Files/style.css?v=", 0), 0u);
-}
-
-TEST(ModuleScanTest, LaterModuleWinsAnIdInNameOrder)
-{
-    TempRoot root;
-    for (const char* name : {"B", "A", "C"})
-        WriteModule(root, {name,
-                           std::string(R"({".url": {"Same.Id": {"type": "app", "from": ")") + name +
-                               R"(", "grantPrivilege": "local"}}})",
-                           {},
-                           true});
-    JSConfigParser parser("enu", false);
-    parser.ParsePathFromVornman(nullptr);
-    EXPECT_EQ(parser.GetAppConfig()["Same.Id"]["from"], "C");
-    // The lists only grow.
-    EXPECT_EQ(parser.GetGrantableApps()["local"].size(), 3u);
-    EXPECT_EQ(parser.GetCSSFiles().size(), 3u);
-}
-
-TEST(ModuleScanTest, StandaloneStyleSheetsKeptApart)
-{
-    TempRoot root;
-    WriteModule(root, {"Own", R"({".url": {"O.Page": {"type": "standalone", "loadCssInARX": false}}})", {}, true});
-    WriteModule(root, {"Shared", R"({".url": {"S.Page": {"type": "standalone"}}})", {}, true});
-    WriteModule(root, {"Odd", R"({".url": {"X.Page": {"type": "standalone", "loadCssInARX": "no"}}})", {}, true});
-    JSConfigParserPrivate parser("enu", false, false);
-    parser.ParseModuleDir("vornman");
-    EXPECT_EQ(parser.standaloneCss, std::set<std::string> {"webman/modules/Own/style.css"});
-    EXPECT_EQ(parser.cssFiles.size(), 3u);
+    EXPECT_EQ(fromWebman.GetAppConfig()["Same.Id"]["jsBaseURL"], "modules/C");
+    EXPECT_EQ(fromWebman.GetTexts()["Same.Id"], "modules/C/texts/enu");
+    EXPECT_EQ(fromWebman.GetCSSFiles()[0].asString().rfind("modules/A/style.css?v=", 0), 0u);
 }
 
 // What a package may get wrong, or plant: each is logged and skipped, and
 // the module beside it is registered all the same.
 TEST(ModuleScanTest, HostileModulesAreLoggedAndSkipped)
 {
-    const std::string normal = R"({".url": {"B.App": {"type": "app", "texts": "texts"}}})";
+    const std::string normal = UrlConfig("B.App", R"({"type": "app", "texts": "texts"})");
+    // The config of the module Broken ("" for none); the start of the line
+    // logged after "JSConfigParser:# " ("" for none); whether B.App and its
+    // texts are registered; a link planted below the modules and its target.
     struct Row {
         const char* description;
-        std::string config;  // of the module Broken ("" for none)
-        const char *link, *target;  // a link planted below the modules, and where it leads
-        std::string log;  // the start of the line logged; "" for none
-        bool registered, texts;  // B.App, and its texts
+        std::string config, log;
+        bool registered = false, texts = false;
+        const char *link = nullptr, *target = nullptr;
     };
-    const std::vector<Row> rows = {
-        {"config that is not JSON", "{\"a\": ", nullptr, nullptr,
-         "webman/modules/Broken/config: * Line 1, Column 7\n  Syntax error", false, false},
-        {"config with binary content", std::string("\x89PNG\0\0\x1a", 7), nullptr, nullptr,
-         "webman/modules/Broken/config: * Line 1, Column 1\n  Syntax error", false, false},
-        {"very deep config", std::string(100000, '[') + std::string(100000, ']'), nullptr, nullptr,
-         "webman/modules/Broken/config: nested deeper than 64 levels or more than 100000 values\n", false, false},
-        {"very large config", "{\"x\": \"" + std::string(2 << 20, 'x') + "\"}", nullptr, nullptr,
-         "webman/modules/Broken/config: larger than 1048576 bytes\n", false, false},
-        {"config that is an array", "[1, 2]", nullptr, nullptr, "Skip webman/modules/Broken: Config is not an object.",
-         false, false},
-        {"file member that is no object", R"({".url": 5})", nullptr, nullptr,
-         "Skip webman/modules/Broken/.url: Config is not an object.", false, false},
-        {"entry that is no object", R"({".url": {"B.App": "app"}})", nullptr, nullptr,
-         "Skip B.App: Config is not an object.", false, false},
-        {"script name climbing out", R"({"../Good/config": {"B.App": {}}})", nullptr, nullptr,
-         "Skip webman/modules/Broken/../Good/config: a path out of the module directory.", false, false},
-        {"texts climbing out with ..", R"({".url": {"B.App": {"type": "app", "texts": "../../../../../etc"}}})",
-         nullptr, nullptr, "Skip webman/modules/Broken/../../../../../etc/: a path out of the module directory.", true,
-         false},
-        {"texts that are no text", R"({".url": {"B.App": {"texts": ["t"]}}})", nullptr, nullptr,
-         "Skip B.App texts: not a directory name.", false, false},
-        {"module directory linked out of the web root", "", "Broken", "/outside",
-         "Skip webman/modules/Broken: a link out of the web root.", false, false},
-        {"dangling module link", "", "Broken", "/nowhere", "Skip webman/modules/Broken: a link out of the web root.",
-         false, false},
-        {"config linked out of the web root", "", "Broken/config", "/outside/config",
-         "Skip webman/modules/Broken/config: a link out of the web root.", false, false},
-        {"texts directory linked out of the web root", normal, "Broken/texts", "/outside/texts",
-         "Skip webman/modules/Broken/texts/enu: a link out of the web root.", true, false},
-        {"strings file linked out of the web root", normal, "Broken/texts/enu/strings", "/outside/texts/enu/strings",
-         "Skip webman/modules/Broken/texts/enu: a link out of the web root.", true, false},
-        {"module directory linked inside the web root: followed", "", "Broken", "/usr/vorn/vornman/packages/Broken", "",
-         true, true},
+    const std::string m = "webman/modules/Broken", syntax = m + "/config: * Line 1, Column ";
+    const Row rows[] = {
+        {"config that is not JSON", "{\"a\": ", syntax + "7\n  Syntax error"},
+        {"config with binary content", std::string("\x89PNG\0\0\x1a", 7), syntax + "1\n  Syntax error"},
+        {"very deep config", std::string(100000, '[') + std::string(100000, ']'),
+         m + "/config: nested deeper than 64 levels or more than 100000 values\n"},
+        {"very large config", '"' + std::string(2 << 20, 'x') + '"', m + "/config: larger than 1048576 bytes\n"},
+        {"config that is an array", "[1, 2]", "Skip " + m + ": Config is not an object."},
+        {"script name climbing out", R"({"../Good/config": {"B.App": {}}})",
+         "Skip " + m + "/../Good/config: a path out of the module directory."},
+        {"texts climbing out with ..", UrlConfig("B.App", R"({"type": "app", "texts": "../../../../../etc"})"),
+         "Skip " + m + "/../../../../../etc/: a path out of the module directory.", true},
+        {"texts that are no name", UrlConfig("B.App", R"({"texts": 1})"), "Skip B.App texts: not a directory name."},
+        {"module directory linked out of the web root", "", "Skip " + m + ": a link out of the web root.", false, false,
+         "Broken", "/outside"},
+        {"config linked out of the web root", "", "Skip " + m + "/config: a link out of the web root.", false, false,
+         "Broken/config", "/outside/config"},
+        {"strings file linked out of the web root", normal, "Skip " + m + "/texts/enu: a link out of the web root.",
+         true, false, "Broken/texts/enu/strings", "/outside/texts/enu/strings"},
+        {"module directory linked inside the web root: followed", "", "", true, true, "Broken",
+         "/usr/vorn/vornman/packages/Broken"},
     };
     for (const Row& row : rows) {
         TempRoot root;
         WriteModule(root, AppModule("Good", {{"enu", "Good"}}));
-        for (const char* place : {"/outside", "/usr/vorn/vornman/packages/Broken"}) {
-            root.WriteFile(std::string(place) + "/config", normal);
-            root.WriteFile(std::string(place) + "/texts/enu/strings", "[app]\ntitle=Secret\n");
+        for (const std::string place : {"/outside", "/usr/vorn/vornman/packages/Broken"}) {
+            root.WriteFile(place + "/config", normal);
+            root.WriteFile(place + "/texts/enu/strings", "[app]\ntitle=Secret\n");
         }
         root.MakeDirs(ModulePath("Broken", "texts/enu"));
         if (!row.config.empty())
             root.WriteFile(ModulePath("Broken", "config"), row.config);
         if (row.link != nullptr) {
-            const std::string link = root.Path(ModulePath(row.link, ""));
-            arx_testing::RemoveTree(link.substr(0, link.size() - 1));
-            ASSERT_EQ(symlink(root.Path(row.target).c_str(), link.substr(0, link.size() - 1).c_str()), 0);
+            const std::string link = root.Path(arx_testing::kModulesDir + std::string("/") + row.link);
+            arx_testing::RemoveTree(link);
+            ASSERT_EQ(symlink(root.Path(row.target).c_str(), link.c_str()), 0);
         }
         LogCapture log;
-        JSConfigParser parser("enu", false);
-        parser.ParsePathFromVornman(nullptr);
+        JSConfigParser parser = Scan();
         const Json::Value apps = parser.GetAppConfig();
         EXPECT_TRUE(apps.isMember("Test.Good")) << row.description;
         EXPECT_EQ(apps.isMember("B.App"), row.registered) << row.description;
         EXPECT_EQ(parser.GetTexts().isMember("B.App"), row.texts) << row.description;
-        const std::vector<std::string> lines = WithoutLineNumbers(log.texts());
-        ASSERT_EQ(lines.size(), row.log.empty() ? 0u : 1u) << row.description;
-        if (!row.log.empty()) {
-            EXPECT_EQ(lines[0].substr(0, 17 + row.log.size()), "JSConfigParser:# " + row.log) << row.description;
-        }
+        ExpectLogged(log, row.log, row.description);
         EXPECT_EQ(parser.GetModuleTexts()["Test.Good"], ParseJson(R"({"app": {"title": "Good"}})")) << row.description;
     }
 }
 
-TEST(ModuleScanTest, UrlBackToTheAppliance)
+// The fallback is per module and whole, never per key; a code that names
+// no directory is logged and English taken.
+TEST(ModuleTextsTest, LanguageFallback)
 {
+    // The strings directory recorded, the [app] title read (nullptr: none),
+    // and the start of the line logged.
     struct Row {
         const char* description;
-        const char* host;  // HTTP_HOST, nullptr: unset
-        const char* https;  // HTTPS, nullptr: unset
-        const char *protocol, *address, *port, *path;
-        const char* url;
+        const char *lang, *module, *directory, *title;
+        std::string log;
     };
     const Row rows[] = {
-        {"all from the request", "nas.local:8080", nullptr, nullptr, nullptr, nullptr, "/x", "http://nas.local:8080/x"},
-        {"HTTPS on", "nas.local:8443", "on", nullptr, nullptr, nullptr, nullptr, "https://nas.local:8443"},
-        {"no port: the web server's HTTP port", "nas.local", nullptr, nullptr, nullptr, nullptr, "/",
-         "http://nas.local:7000/"},
-        {"no port: the web server's HTTPS port", "nas.local", "on", nullptr, nullptr, nullptr, "",
-         "https://nas.local:7001"},
-        {"arguments win", "nas.local:80", nullptr, "HTTPS", "other.example", "9000", "/app",
-         "HTTPS://other.example:9000/app"},
-        {"a protocol that is neither http nor https", "nas.local:80", "on", "ftp", nullptr, nullptr, nullptr,
-         "https://nas.local:80"},
-        {"IPv6 address with port", "[fd00::1]:5001", nullptr, nullptr, nullptr, nullptr, "/a",
-         "http://[fd00::1]:5001/a"},
-        {"IPv6 address with a port argument", "[::1]", nullptr, nullptr, nullptr, "81", "", "http://[::1]:81"},
-        {"no HTTP_HOST", nullptr, nullptr, "http", "a", "1", "/", ""},
-        {"a host that is no host name", "evil.example/x?", nullptr, nullptr, nullptr, nullptr, "/", ""},
+        {"the language's own", "ger", "All", "texts/ger", "Dateien", ""},
+        {"a language nobody has: English", "jpn", "All", "texts/enu", "Files", ""},
+        {"neither: English, which is missing too", "ger", "FrenchOnly", "texts/enu", nullptr, ""},
+        {"a directory without the key: no text, no English one", "ger", "Partial", "texts/ger", nullptr, ""},
+        {"a path", "../ger", "All", "texts/enu", "Files", "language [../ger] is no language code, using enu"},
+        {"a hidden name", ".ger", "All", "texts/enu", "Files", "language [.ger] is no language code, using enu"},
+        {"none", nullptr, "All", "texts/enu", "Files", "language [(null)] is no language code, using enu"},
     };
     TempRoot root;
-    root.WriteFile("/etc/vorninfo.conf", "http_port=\"7000\"\nhttps_port=\"7001\"\n");
+    WriteModule(root, AppModule("All", {{"enu", "Files"}, {"ger", "Dateien"}}));
+    WriteModule(root, AppModule("FrenchOnly", {{"fre", "Fichiers"}}));
+    WriteModule(root, AppModule("Partial", {{"enu", "Notes"}}));
+    root.WriteFile(ModulePath("Partial", "texts/ger/strings"), "[app]\nother = Notizen\n");
     for (const Row& row : rows) {
-        row.host ? setenv("HTTP_HOST", row.host, 1) : unsetenv("HTTP_HOST");
-        row.https ? setenv("HTTPS", row.https, 1) : unsetenv("HTTPS");
-        EXPECT_EQ(JSConfigParserPrivate::GetURL(row.protocol, row.address, row.port, row.path), row.url)
-            << row.description;
-    }
-    unsetenv("HTTP_HOST");
-    unsetenv("HTTPS");
-}
-
-TEST(ModuleScanTest, PackageVersion)
-{
-    struct Row {
-        const char* description;
-        const char* config;
-        const char* version;
-    };
-    const Row rows[] = {
-        {"first entry with one, in name order",
-         R"({"b.js": {"x": {"version": "2"}}, "a.js": {"z": {}, "y": {"version": "1.5"}}})", "1.5"},
-        {"an object is no version", R"({"a.js": {"x": {"version": {}}, "y": {"version": "4"}}})", "4"},
-        {"none", R"({"a.js": {"x": {}}})", ""},
-        {"entries that are no objects", R"({"a.js": ["v"], "b.js": {"x": 1}})", ""},
-    };
-    for (const Row& row : rows) {
-        Json::Value config = ParseJson(row.config);
-        EXPECT_EQ(VORN::PAD::GetPackageVersion(config), row.version) << row.description;
-    }
-}
-
-TEST(ModuleScanTest, ClearKeepsTextsAndGrants)
-{
-    TempRoot root;
-    WriteModule(root, {"M",
-                       R"({".url": {"M.App": {"type": "app", "texts": "texts", "grantPrivilege": "all"}}})",
-                       {{"enu", "[a]\nb=c\n"}},
-                       true});
-    JSConfigParser parser("enu", false);
-    parser.ParsePathFromVornman(nullptr);
-    const Json::Value moduleTexts = parser.GetModuleTexts();
-    const Json::Value granted = parser.GetGrantableApps();
-    parser.Clear();
-    EXPECT_TRUE(parser.GetAppConfig().empty() && parser.GetJSConfigs().empty() && parser.GetCSSFiles().empty() &&
-                parser.GetTexts().empty());
-    EXPECT_EQ(parser.GetGrantableApps(), granted);
-    EXPECT_EQ(parser.GetModuleTexts(), moduleTexts);
-}
-
-TEST(ModuleScanTest, LanguageCodesNameDirectoriesOnly)
-{
-    TempRoot root;
-    WriteModule(root, AppModule("Files", {{"enu", "Files"}, {"ger", "Dateien"}}));
-    for (const char* lang : {"../ger", ".hidden"}) {
+        const std::string id = std::string("Test.") + row.module;
+        const std::string dir = std::string("webman/modules/") + row.module + "/" + row.directory;
         LogCapture log;
-        JSConfigParser parser(lang, false);
-        parser.ParsePathFromVornman(nullptr);
-        EXPECT_EQ(parser.GetTexts()["Test.Files"], "webman/modules/Files/texts/enu") << lang;
-        EXPECT_EQ(WithoutLineNumbers(log.texts()),
-                  std::vector<std::string> {"JSConfigParser:# language [" + std::string(lang) +
-                                            "] is no language code, using enu"});
+        JSConfigParser parser = Scan(row.lang);
+        ExpectLogged(log, row.log, row.description);
+        EXPECT_EQ(parser.GetTexts()[id], dir) << row.description;
+        EXPECT_EQ(parser.GetAppConfig()[id]["string_file"], dir) << row.description;
+        const Json::Value texts = parser.GetModuleTexts()[id];
+        EXPECT_EQ(texts["app"]["title"], row.title ? Json::Value(row.title) : Json::Value()) << row.description;
+        // One entry alone: the same directory, the same texts.
+        EXPECT_EQ(parser.GetModuleTexts(parser.GetAppConfig()[id]), texts) << row.description;
     }
-    LogCapture log;
-    JSConfigParser parser(nullptr, false);
-    EXPECT_EQ(WithoutLineNumbers(log.texts()),
-              std::vector<std::string> {"JSConfigParser:# language [(null)] is no language code, using enu"});
+}
+
+// GetModuleTexts(entry) applies the scan's rules to an entry from anywhere.
+TEST(ModuleTextsTest, OneEntryWhosePathsLeadOut)
+{
+    TempRoot root;
+    root.WriteFile("/usr/vorn/secret/texts/enu/strings", "[k]\npassword=hunter2\n");
+    WriteModule(root, AppModule("Files", {{"enu", "Files"}}));
+    ASSERT_EQ(symlink(root.Path("/usr/vorn/secret/texts").c_str(), root.Path(ModulePath("Files", "out")).c_str()), 0);
+    const std::pair<const char*, const char*> rows[] = {
+        {R"({"jsID": "X", "jsBaseURL": "../secret", "texts": "texts"})", "Skip X: a path out of the web root."},
+        {R"({"jsID": "X", "jsBaseURL": "webman/modules/Files", "texts": "../../../../secret/texts"})",
+         "Skip X: a path out of the web root."},
+        {R"({"jsBaseURL": "webman/modules/Files", "texts": {"a": 1}})", "Skip texts: a path out of the web root."},
+        {R"({"jsBaseURL": "webman/modules/Files", "texts": "out"})",
+         "Skip webman/modules/Files/out/enu: a link out of the web root."},
+    };
+    JSConfigParser parser("enu", false);
+    for (const auto& [entry, line] : rows) {
+        LogCapture log;
+        EXPECT_EQ(parser.GetModuleTexts(ParseJson(entry)), Json::Value(Json::objectValue)) << entry;
+        ExpectLogged(log, line, entry);
+    }
+}
+
+// Per application its title texts, the texts it preloads and those of its
+// menu items, with the feasibility checks' texts.
+TEST(ModuleTextsTest, BriefTexts)
+{
+    TempRoot root;
+    WriteModule(root, {"Brief", R"({".url": {
+        "B.Full": {"type": "app", "texts": "texts", "title": "app:title", "formatedTitle": "app:long",
+                   "preloadTexts": ["common:ok", "app:title", "nocolon", 7],
+                   "fb_extern": [{"text": "menu:open", "items": [{"text": "menu:new"}, {"items": [{"text": "x:y"}]}]},
+                                 {"items": [{"text": "menu:save"}], "text": ""}, "not an item"]},
+        "B.NoColon": {"type": "url", "texts": "texts", "title": "justtext"},
+        "B.Missing": {"type": "app", "texts": "texts", "preloadTexts": "common:ok"},
+        "B.NotAnApp": {"type": "widget", "texts": "texts", "title": "app:title"}}})",
+                       {{"enu", "[app]\ntitle=Full\nlong=The full title\n[common]\nok=OK\ncancel=Cancel\n[x]\ny=Deep\n"
+                                "[menu]\nopen=Open\nnew=New\nsave=Save\n[check]\ndisk=Disk full\nnet=No network\n"},
+                        {"ger", "[check]\ndisk=Platte voll\n"}},
+                       false});
+    const std::string list = "/usr/local/share/feasibilitycheck/fshktext";
+    root.WriteFile(list, "[]");
+    // An entry of another type stands in the applications with its strings
+    // directory alone.
+    EXPECT_EQ(Scan().GetBriefTexts(), ParseJson(R"({"B.NoColon": {}, "B.Missing": {}, "B.NotAnApp": {},
+        "B.Full": {"app": {"title": "Full", "long": "The full title"}, "common": {"ok": "OK"}, "x": {"y": "Deep"},
+                   "menu": {"new": "New", "open": "Open", "save": "Save"}}})"));
+
+    // The list ("-": no file); B.Full's "check" texts; the start of the line
+    // logged after "JSConfigParser:# " ("" for none).
+    struct Row { const char* description; std::string list; const char* lang; const char* checks; std::string log; };
+    const std::vector<Row> rows = {
+        {"an array; bad references skipped", R"(["B.Full:check:disk", "X:check:disk", "B.Full:check", ":a:b", 5])",
+         "enu", R"({"disk": "Disk full"})", ""},
+        {"an object's values", R"({"a": "B.Full:check:net"})", "enu", R"({"net": "No network"})", ""},
+        {"the language's texts, as the scan found them", R"(["B.Full:check:disk", "B.Full:check:net"])", "ger",
+         R"({"disk": "Platte voll"})", ""},
+        {"English where the module has no language", R"(["B.Full:check:net"])", "jpn", R"({"net": "No network"})", ""},
+        {"no list", "-", "enu", "null", "Read PATH feasibility check texts file failed, Reason: [ No such file or"},
+        {"a list nested too deep", std::string(1000, '['), "enu", "null", "PATH: larger than the texts list may be\n"},
+    };
+    for (const Row& row : rows) {
+        row.list == "-" ? (void)unlink(root.Path(list).c_str()) : root.WriteFile(list, row.list);
+        JSConfigParser parser = Scan(row.lang);
+        LogCapture log;
+        EXPECT_EQ(parser.GetBriefTexts()["B.Full"]["check"], ParseJson(row.checks)) << row.description;
+        std::string line = row.log;
+        if (!line.empty())
+            line.replace(line.find("PATH"), 4, root.Path(list));
+        ExpectLogged(log, line, row.description);
+    }
 }
 
 }  // namespace

@@ -1,4 +1,8 @@
-#include <string.h>
+// The strings files of the modules: the grammar, files that are no strings
+// files, one text by section and key, and the in-place line forms.  That
+// the whole-file parse and the lookup of one text agree is the strings-file
+// fuzz target's.
+
 #include <syslog.h>
 
 #include <sstream>
@@ -16,190 +20,101 @@
 namespace {
 
 using arx_testing::LogCapture;
-using arx_testing::TempRoot;
 using arx_testing::WithoutLineNumbers;
 using VORN::PAD::LocalizedStringParser;
-
-Json::Value ParseJson(const std::string& text)
-{
-    Json::Value value;
-    std::istringstream in(text);
-    Json::parseFromStream(Json::CharReaderBuilder(), in, &value, nullptr);
-    return value;
-}
-
-// Parses content as the strings file of a fresh directory.
-Json::Value ParseFile(const TempRoot& root, const std::string& content)
-{
-    static int directory = 0;
-    const std::string dir = "/texts" + std::to_string(++directory) + "/enu";
-    root.WriteFile(dir + "/strings", content);
-    return LocalizedStringParser().ParseTexts(root.Path(dir));
-}
+using Lines = std::vector<std::string>;
 
 TEST(LocalizedStringParserTest, FileGrammar)
 {
-    struct Row {
-        const char* description;
-        std::string content;
-        const char* expected;  // JSON
-    };
+    struct Row { const char* description; std::string content; const char* expected; };
     const Row rows[] = {
-        {"sections and keys", "[app]\ntitle=Files\ndesc = Browse the shares\n[common]\nok=OK\n",
-         R"({"app": {"title": "Files", "desc": "Browse the shares"}, "common": {"ok": "OK"}})"},
-        {"blanks around key and text", "[s]\n \t key \t =  two words  \n", R"({"s": {"key": "two words"}})"},
-        {"one pair of quotes removed, inner quotes kept", "[s]\na=\"say \"hi\"\"\n", R"({"s": {"a": "say \"hi\""}})"},
-        {"quotes keep blanks", "[s]\na=\"  x  \"\n", R"({"s": {"a": "  x  "}})"},
-        {"a lone quote is kept", "[s]\na=\"\nb=\"open\n", R"({"s": {"a": "\"", "b": "\"open"}})"},
-        {"quoted key", "[s]\n\"k\" = v\n", R"({"s": {"k": "v"}})"},
-        {"no escapes: a backslash is a backslash", "[s]\na=line\\none \\\"q\\\"\n",
-         R"({"s": {"a": "line\\none \\\"q\\\""}})"},
-        {"text holding '='", "[s]\nurl=a=b=c\n", R"({"s": {"url": "a=b=c"}})"},
-        {"a line starting with '=' has an empty key", "[s]\n=orphan\n", R"({"s": {"": "orphan"}})"},
-        {"empty text", "[s]\nempty=\n", R"({"s": {"empty": ""}})"},
-        {"comments and blank lines", "# top\n\n[s]\n  # indented comment\n#a=1\nb=2\n", R"({"s": {"b": "2"}})"},
-        {"a '#' inside a text is kept", "[s]\ncolor=#fff\n", R"({"s": {"color": "#fff"}})"},
-        {"CRLF line ends", "[s]\r\na=dos\r\nb=\"q\"\r\n", R"({"s": {"a": "dos", "b": "q"}})"},
-        {"no final newline", "[s]\na=1\nlast=end", R"({"s": {"a": "1", "last": "end"}})"},
-        {"keys before the first section are dropped", "early=1\n[s]\na=2\n", R"({"s": {"a": "2"}})"},
-        {"a later key of the same name wins", "[s]\na=first\na=second\n", R"({"s": {"a": "second"}})"},
-        {"a section named again starts over", "[s]\na=1\nb=2\n[t]\nc=3\n[s]\nb=4\n",
-         R"({"s": {"b": "4"}, "t": {"c": "3"}})"},
-        {"section name keeps inner blanks, runs to the last ']'", "[ my [x] sec ]\na=1\n",
-         R"({" my [x] sec ": {"a": "1"}})"},
-        {"a '[' line without ']' is ignored", "[s]\na=1\n[broken\nb=2\n", R"({"s": {"a": "1", "b": "2"}})"},
-        {"empty section name", "[]\na=1\n", R"({"": {"a": "1"}})"},
-        {"a line without '=' is ignored", "[s]\njust words\na=1\n", R"({"s": {"a": "1"}})"},
-        {"byte-order mark at the start", "\xEF\xBB\xBF[s]\na=1\n", R"({"s": {"a": "1"}})"},
-        {"byte-order mark at the start of a later line",
-         "[s]\n\xEF\xBB\xBF"
-         "a=1\n",
-         R"({"s": {"a": "1"}})"},
-        {"UTF-8 kept", "[s]\nde=Größe\nja=ファイル\nemoji=\xF0\x9F\x93\x81\n",
-         R"({"s": {"de": "Größe", "ja": "ファイル", "emoji": "📁"}})"},
-        {"Latin-1 byte becomes U+FFFD",
-         "[s]\nfr=Fran\xE7"
-         "ais\n",
-         R"({"s": {"fr": "Fran�ais"}})"},
-        {"truncated sequence before the line end", "[s]\na=x\xC3\nb=y\n", R"({"s": {"a": "x�", "b": "y"}})"},
-        {"overlong form and surrogate", "[s]\na=\xC0\xAF\nb=\xED\xA0\x80\n", R"({"s": {"a": "��", "b": "���"}})"},
-        {"placeholders replaced", "[s]\nwelcome=Welcome to %HARBOR% on _OSNAME_\n",
-         R"({"s": {"welcome": "Welcome to Harbor on ARX"}})"},
+        {"sections, keys, blanks trimmed", "[a]\nt=Files\n \t d = Browse it  \n[c]\nok=OK\n",
+         R"({"a": {"t": "Files", "d": "Browse it"}, "c": {"ok": "OK"}})"},
+        {"one pair of quotes off; inner quotes, blanks, lone quote kept", "[s]\na=\"say \"hi\"\"\nb=\" x \"\nc=\"\n",
+         R"({"s": {"a": "say \"hi\"", "b": " x ", "c": "\""}})"},
+        {"quoted key, '=', empty key and text", "[s]\n\"k\"=a=b\n=v\ne=\n", R"({"s": {"k": "a=b", "": "v", "e": ""}})"},
+        {"no escapes: a backslash is a backslash", "[s]\na=x\\ny \\\"q\\\"\n", R"({"s": {"a": "x\\ny \\\"q\\\""}})"},
+        {"comments, blank lines; '#' in a text", "# top\n\n[s]\n  # in\n#a=1\nb=#fff\n", R"({"s": {"b": "#fff"}})"},
+        {"CRLF, no final newline", "[s]\r\na=dos\r\nb=\"q\"\r\nc=end", R"({"s": {"a": "dos", "b": "q", "c": "end"}})"},
+        {"keys before a section dropped; a later key wins; a section named again starts over",
+         "early=1\n[s]\na=1\nb=2\n[t]\nc=3\nc=4\n[s]\nb=5\n", R"({"s": {"b": "5"}, "t": {"c": "4"}})"},
+        {"a name runs to the last ']'; '[' alone, no '=': ignored", "[ a [x] ]\na=1\n[bad\nwords\nb=2\n[]\nc=3\n",
+         R"({" a [x] ": {"a": "1", "b": "2"}, "": {"c": "3"}})"},
+        {"byte-order marks at line starts", "\xEF\xBB\xBF[s]\n\xEF\xBB\xBF" "a=1\n", R"({"s": {"a": "1"}})"},
+        {"UTF-8 kept", "[s]\nde=Größe\ne=\xF0\x9F\x93\x81\n", R"({"s": {"de": "Größe", "e": "📁"}})"},
+        {"Latin-1, cut, overlong, surrogate: U+FFFD", "[s]\na=\xE7" "a\nb=x\xC3\nc=\xC0\xAF\nd=\xED\xA0\x80\n",
+         R"({"s": {"a": "�a", "b": "x�", "c": "��", "d": "���"}})"},
+        {"placeholders replaced", "[s]\nw=%HARBOR% on _OSNAME_\n", R"({"s": {"w": "Harbor on ARX"}})"},
         {"empty file", "", "{}"},
     };
-    TempRoot root;
-    for (const Row& row : rows)
-        EXPECT_EQ(ParseFile(root, row.content), ParseJson(row.expected)) << row.description;
+    arx_testing::TempRoot root;
+    for (const Row& row : rows) {
+        root.WriteFile("/m/enu/strings", row.content);
+        Json::Value expected;
+        std::istringstream in(row.expected);
+        ASSERT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), in, &expected, nullptr)) << row.description;
+        EXPECT_EQ(LocalizedStringParser().ParseTexts(root.Path("/m/enu")), expected) << row.description;
+    }
 }
 
-TEST(LocalizedStringParserTest, FilesThatAreNoStringsFilesGiveNothing)
+// Binary, too large or missing: no texts.  The lookup of one
+// text reads a file as the parse does.
+TEST(LocalizedStringParserTest, FilesThatAreNoStringsFiles)
 {
-    TempRoot root;
+    arx_testing::TempRoot root;
     root.WriteFile("/binary/enu/strings", std::string("[s]\na=1\n\0\x89PNG", 12));
     root.WriteFile("/latin1/enu/strings", "[s]\na=caf\xE9\n");
     root.WriteFile("/large/enu/strings", "[s]\na=" + std::string(arx::strings::kLargestStringsFile, 'x') + "\n");
-    root.MakeDirs("/directory/enu/strings");
     LogCapture log;
     LocalizedStringParser parser;
-    EXPECT_EQ(parser.ParseTexts(root.Path("/binary/enu")), Json::Value(Json::objectValue));
-    EXPECT_EQ(parser.ParseTexts(root.Path("/large/enu")), Json::Value(Json::objectValue));
-    EXPECT_EQ(parser.ParseTexts(root.Path("/missing/enu")), Json::Value(Json::objectValue));
-    EXPECT_EQ(parser.ParseTexts(root.Path("/directory/enu")), Json::Value(Json::objectValue));
+    for (const char* dir : {"/binary/enu", "/large/enu", "/missing/enu"})
+        EXPECT_EQ(parser.ParseTexts(root.Path(dir)), Json::Value(Json::objectValue)) << dir;
     std::string text;
     EXPECT_FALSE(parser.GetSectionKeyText(root.Path("/binary/enu"), "s", "a", text));
-    EXPECT_TRUE(parser.GetSectionKeyText(root.Path("/latin1/enu"), "s", "a", text));
-    EXPECT_EQ(text, "caf\xEF\xBF\xBD");
-    const std::string binary = root.Path("/binary/enu/strings");
-    const std::string large = root.Path("/large/enu/strings");
-    EXPECT_EQ(
-        WithoutLineNumbers(log.texts()),
-        (std::vector<std::string> {
-            "LocalizedStringParser:# " + binary + " holds a NUL byte: not a strings file",
-            "LocalizedStringParser:# " + large + " is larger than 4194304 bytes: not read",
-            "LocalizedStringParser:# " + binary + " holds a NUL byte: not a strings file",
-            "LocalizedStringParser:# " + root.Path("/latin1/enu/strings") + ": bytes that are not UTF-8 read as U+FFFD",
-        }));
+    EXPECT_TRUE(parser.GetSectionKeyText(root.Path("/latin1/enu"), "s", "a", text) && text == "caf\xEF\xBF\xBD");
+    const std::string at = "LocalizedStringParser:# " + root.dir();
+    const std::string binary = at + "/binary/enu/strings holds a NUL byte: not a strings file";
+    EXPECT_EQ(WithoutLineNumbers(log.texts()),
+              (Lines {binary, at + "/large/enu/strings is larger than 4194304 bytes: not read", binary,
+                      at + "/latin1/enu/strings: bytes that are not UTF-8 read as U+FFFD"}));
 }
 
 TEST(LocalizedStringParserTest, SectionKeyText)
 {
-    struct Row {
-        const char* description;
-        std::string section, key;
-        bool found;
-        std::string text;
-        const char* reason;  // of the debug line when not found
-    };
-    const std::string longText(1500, 'x');
-    // 1022 ASCII bytes, then a two-byte character across the 1023rd byte.
-    const std::string acrossTheCut = std::string(1022, 'y') + "ü";
+    // The text found, or why not (logged at debug level; "" when found).
+    struct Row { const char* description; std::string section, key, text, reason; };
     const Row rows[] = {
-        {"plain", "app", "title", true, "Files", nullptr},
-        {"quoted, placeholders replaced", "app", "about", true, " About Harbor ", nullptr},
-        {"a later key wins", "app", "twice", true, "second", nullptr},
-        {"only the last header of a section counts", "again", "old", false, "", "no such key"},
-        {"last header's key", "again", "new", true, "kept", nullptr},
-        {"cut to 1023 bytes", "long", "text", true, longText.substr(0, 1023), nullptr},
-        {"cut before a character it would split", "long", "across", true, std::string(1022, 'y'), nullptr},
-        {"missing section", "nope", "title", false, "", "no such section"},
-        {"missing key", "app", "nope", false, "", "no such key"},
-        {"section names are case-sensitive", "APP", "title", false, "", "no such section"},
+        {"only the last header of a section counts", "again", "old", "", "no such key"},
+        {"section names are case-sensitive", "APP", "about", "", "no such section"},
+        {"cut to 1023 bytes", "long", "text", std::string(1023, 'x'), ""},
+        {"cut before a character it would split", "long", "across", std::string(1022, 'y'), ""},
     };
-    TempRoot root;
-    root.WriteFile("/m/texts/enu/strings", "[app]\ntitle=Files\nabout=\" About %HARBOR% \"\ntwice=first\n"
-                                           "twice=second\n[again]\nold=1\n[long]\ntext=" +
-                                               longText + "\nacross=" + acrossTheCut + "\n[again]\nnew=kept\n");
+    arx_testing::TempRoot root;
+    root.WriteFile("/m/texts/enu/strings", "[again]\nold=1\n[long]\ntext=" + std::string(1500, 'x') + "\nacross=" +
+                                               std::string(1022, 'y') + "ü\n[again]\nnew=2\n");
     const std::string dir = root.Path("/m/texts/enu");
     for (const Row& row : rows) {
         LogCapture log;
         std::string text = "untouched";
-        EXPECT_EQ(LocalizedStringParser().GetSectionKeyText(dir, row.section, row.key, text), row.found)
+        EXPECT_EQ(LocalizedStringParser().GetSectionKeyText(dir, row.section, row.key, text), row.reason.empty())
             << row.description;
-        if (row.found) {
-            EXPECT_EQ(text, row.text) << row.description;
-            EXPECT_TRUE(log.lines().empty()) << row.description;
-            continue;
-        }
-        EXPECT_EQ(text, "untouched") << row.description;
-        ASSERT_EQ(log.lines().size(), 1u) << row.description;
-        EXPECT_EQ(log.lines()[0].priority, LOG_DEBUG);
-        EXPECT_EQ(arx_testing::WithoutLineNumber(log.lines()[0].text),
-                  "LocalizedStringParser:# Failed to get section (" + row.section + "), key (" + row.key + ") from " +
-                      dir + "/strings [ Reason: " + row.reason + " ]")
-            << row.description;
+        EXPECT_EQ(text, row.reason.empty() ? row.text : "untouched") << row.description;
+        const std::string line = "LocalizedStringParser:# Failed to get section (" + row.section + "), key (" +
+                                 row.key + ") from " + dir + "/strings [ Reason: " + row.reason + " ]";
+        EXPECT_EQ(WithoutLineNumbers(log.texts()), row.reason.empty() ? Lines {} : Lines {line}) << row.description;
+        EXPECT_TRUE(log.lines().empty() || log.lines()[0].priority == LOG_DEBUG) << row.description;
     }
-    LogCapture log;
-    std::string text;
-    EXPECT_FALSE(LocalizedStringParser().GetSectionKeyText(root.Path("/m/texts/fre"), "app", "title", text));
-    EXPECT_TRUE(log.lines().empty()) << "a missing file is no event";
 }
 
-// The in-place forms: the results point into the line, cut there.
-TEST(LocalizedStringParserTest, LinesAndTextsInPlace)
+// The in-place form: the results point into the line, cut there.
+TEST(LocalizedStringParserTest, LineInPlace)
 {
-    struct Row {
-        const char* line;
-        const char *section, *key, *value;
-    };
-    const Row rows[] = {
-        {"  [main]  ", "main", nullptr, nullptr},
-        {" a = \"b c\" ", nullptr, "a", "b c"},
-        {"=x", nullptr, "", "x"},
-        {"# a=b", nullptr, nullptr, nullptr},
-    };
-    const auto same = [](const char* got, const char* expected) {
-        return expected == nullptr ? got == nullptr : got != nullptr && strcmp(got, expected) == 0;
-    };
-    for (const Row& row : rows) {
-        char line[64];
-        strcpy(line, row.line);
-        char *section = line, *key = line, *value = line;
-        LocalizedStringParser::ParseLine(line, &section, &key, &value);
-        EXPECT_TRUE(same(section, row.section) && same(key, row.key) && same(value, row.value)) << row.line;
-    }
-    char text[] = " \" q \" ";
-    EXPECT_STREQ(LocalizedStringParser::TrimString(text), " q ");
-    EXPECT_EQ(LocalizedStringParser::TrimString(nullptr), nullptr);
+    char line[] = " a = \"b c\" ";
+    char *section = line, *key = nullptr, *value = nullptr;
+    LocalizedStringParser::ParseLine(line, &section, &key, &value);
+    EXPECT_EQ(section, nullptr);
+    EXPECT_STREQ(key, "a");
+    EXPECT_STREQ(value, "b c");
 }
 
 }  // namespace

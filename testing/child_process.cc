@@ -44,7 +44,8 @@ std::string ReadFromStart(int fd)
 void ClearCgiEnvironment()
 {
     static const char* const kNames[] = {"REQUEST_METHOD", "QUERY_STRING", "CONTENT_LENGTH", "CONTENT_TYPE",
-                                         "REMOTE_ADDR",    "HTTPS",        "SCRIPT_NAME",    "DOCUMENT_ROOT"};
+                                         "REMOTE_ADDR",    "HTTPS",        "SCRIPT_NAME",    "SCRIPT_FILENAME",
+                                         "DOCUMENT_ROOT"};
     for (const char* name : kNames)
         unsetenv(name);
     std::vector<std::string> http;

@@ -52,21 +52,20 @@ TEST(CookiesTest, ParsesTheCookieHeader)
     unsetenv("HTTP_COOKIE");
 }
 
+// (The session cookie of a login and its removal at logout are tests/e2e's
+// session test's; a value with ';', CR or LF is never printed: the cookies
+// fuzz target's.)
 TEST(CookiesTest, SetCookieCarriesTheProtectiveAttributes)
 {
     struct Row { const char* description; const char* scheme; const char* name; const char* value; long maxAge;
                  const char* path; const char* domain; const char* line; };
     const Row rows[] = {
-        {"session cookie", "", "id", "abc", 0, nullptr, nullptr, "id=abc; Path=/; HttpOnly; SameSite=Lax"},
         {"over HTTPS", "HTTPS=ON", "id", "a", 0, "", nullptr, "id=a; Path=/; HttpOnly; SameSite=Lax; Secure"},
         {"HTTPS off", "HTTPS=off", "id", "a", 0, "/", nullptr, "id=a; Path=/; HttpOnly; SameSite=Lax"},
         {"behind a proxy that ends TLS", "HTTP_X_FORWARDED_PROTO=HTTPS", "id", "a", 0, "/", nullptr,
          "id=a; Path=/; HttpOnly; SameSite=Lax; Secure"},
         {"path, domain, lifetime", "", "lang", "enu", 3600, "/webman", "nas.local",
          "lang=enu; Path=/webman; Domain=nas.local; Max-Age=3600; HttpOnly; SameSite=Lax"},
-        {"removal", "", "id", "", -1, nullptr, nullptr, "id=; Path=/; Max-Age=0; HttpOnly; SameSite=Lax"},
-        {"value with ';'", "", "id", "a; Domain=evil", 0, nullptr, nullptr, nullptr},
-        {"value with CRLF", "", "id", "a\r\nX: y", 0, nullptr, nullptr, nullptr},
         {"value with a blank", "", "id", "a b", 0, nullptr, nullptr, nullptr},
         {"name with '='", "", "i=d", "a", 0, nullptr, nullptr, nullptr},
         {"empty name", "", "", "a", 0, nullptr, nullptr, nullptr},
@@ -92,6 +91,8 @@ TEST(CookiesTest, SetCookieCarriesTheProtectiveAttributes)
 }
 
 
+// (That no accepted name or value holds a line break, a colon in a name or
+// a blank: the headers fuzz target's.)
 TEST(HeadersTest, RefusesWhatCouldSplitTheResponse)
 {
     struct Row { const char* description; const char* name; const char* value; int result; };
@@ -100,12 +101,8 @@ TEST(HeadersTest, RefusesWhatCouldSplitTheResponse)
         {"token punctuation in the name", "X-A!#$%&'*+.^_`|~9", "v", 1},
         {"empty value, a tab, 8-bit text", "X-Tab", "\tcaf\xC3\xA9", 1},
         {"CR LF in a value", "X-Tag", "a\r\nSet-Cookie: id=evil", 0},
-        {"lone LF in a value", "X-Tag", "a\nb", 0},
-        {"lone CR in a value", "X-Tag", "a\rb", 0},
         {"other control character", "X-Tag", "a\x01", 0},
         {"empty name", "", "v", 0},
-        {"blank in the name", "X Tag", "v", 0},
-        {"colon in the name", "X-Tag:", "v", 0},
         {"CR LF in the name", "X\r\nSet-Cookie", "v", 0},
         {"NULL name", nullptr, "v", 0},
         {"NULL value", "X-Tag", nullptr, 0},
@@ -117,35 +114,25 @@ TEST(HeadersTest, RefusesWhatCouldSplitTheResponse)
     EXPECT_EQ(VornCgiSetHTTPHeader(nullptr, "X", "v"), 0);
 }
 
-TEST(HeadersTest, PrintsQueuedHeadersOnceReplacingSameNamesButCookies)
+// (Refused headers never printed, and printed only once: WebMan's response
+// test's.)
+TEST(HeadersTest, PrintsQueuedHeadersReplacingSameNamesButCookies)
 {
     const auto run = arx_testing::RunInChild([] {
         CgiRecord record;
         VornCgi* cgi = record.get();
         VornCgiSetHTTPHeader(cgi, "Content-type", "text/plain");
-        VornCgiSetHTTPHeader(cgi, "X-Refused", "a\r\nInjected: yes");
         VornCgiSetHTTPHeader(cgi, "Set-Cookie", "a=1");
         VornCgiSetHTTPHeader(cgi, "content-TYPE", "application/json");
         VornCgiSetHTTPHeader(cgi, "set-cookie", "b=2");
         printf("%d", VornCgiPrintHTTPHeader(cgi));
-        printf("%d", VornCgiPrintHTTPHeader(cgi));
         printf("%d", VornCgiSetHTTPHeader(cgi, "X-Late", "v"));
     });
-    EXPECT_EQ(run.output, "Content-type: application/json\r\nSet-Cookie: a=1\r\nset-cookie: b=2\r\n\r\n100");
+    EXPECT_EQ(run.output, "Content-type: application/json\r\nSet-Cookie: a=1\r\nset-cookie: b=2\r\n\r\n10");
 }
 
-TEST(HeadersTest, RedirectRefusesTargetsThatWouldSplitTheResponse)
-{
-    for (const char* target : {"/a\r\nSet-Cookie: id=evil", "/a\nb", "/a\rb", "", static_cast<const char*>(nullptr)}) {
-        const auto run = arx_testing::RunInChild([&] {
-            CgiRecord cgi;
-            VornCgiSetHTTPHeader(cgi.get(), "Set-Cookie", "id=x");
-            printf("%d", VornCgiRedirect(cgi.get(), target));
-        });
-        EXPECT_EQ(run.output, "-1") << (target ? target : "(null)") << ": nothing printed";
-    }
-}
-
+// (The first of a name wins, no empty name and no NUL byte is kept: the
+// URL parameters fuzz target's.)
 TEST(ParamsTest, DecodingComponentsAndPairs)
 {
     const std::pair<const char*, std::string> components[] = {
@@ -156,12 +143,9 @@ TEST(ParamsTest, DecodingComponentsAndPairs)
         EXPECT_EQ(vorn::DecodeURLComponent(encoded), decoded) << encoded;
     struct Row { const char* description; const char* line; int kept; Map pairs; };
     const Row rows[] = {
-        {"first occurrence wins", "a=1&a=2&b=3", 2, {{"a", "1"}, {"b", "3"}}},
         {"value split at the first '='", "a=x=y", 1, {{"a", "x=y"}}},
         {"encoded names", "x%3Dy=1&a%20b=2", 2, {{"x=y", "1"}, {"a b", "2"}}},
         {"pair without '='; empty pairs skipped", "&&a&&b=2", 2, {{"a", ""}, {"b", "2"}}},
-        {"empty name dropped", "=1&b=2", 1, {{"b", "2"}}},
-        {"NUL in a value or name drops the pair", "a=x%00y&b%00=1&b=2", 1, {{"b", "2"}}},
         {"malformed percent kept", "a=50%&b=%zz", 2, {{"a", "50%"}, {"b", "%zz"}}},
         {"empty line", "", 0, {}},
     };
@@ -216,6 +200,8 @@ ChildOptions Post(const std::string& body, const std::string& length = "", const
     return arx_testing::PostRequest(body, type, length);
 }
 
+// (The query of a GET, and bodies through the web server, are tests/e2e's
+// echo test's.)
 TEST(RequestBodyTest, TheParameterLineOfEachKindOfRequest)
 {
     struct Row { const char* description; ChildOptions options; std::string expected; };
@@ -223,7 +209,6 @@ TEST(RequestBodyTest, TheParameterLineOfEachKindOfRequest)
     ChildOptions post = WithEnvironment({{"REQUEST_METHOD", "POST"}, {"QUERY_STRING", "q=1"}, {"CONTENT_LENGTH", "7"}});
     post.input = "{\"a\":1}trailing";
     const Row rows[] = {
-        {"GET gives the query", arx_testing::GetRequest("a=1&b=2"), "a=1&b=2"},
         {"no method at all: the query", WithEnvironment({{"QUERY_STRING", "x=y"}}), "x=y"},
         {"empty query", arx_testing::GetRequest(""), "(null)"},
         {"POST gives exactly CONTENT_LENGTH bytes of the body, not the query", post, "{\"a\":1}"},
@@ -240,6 +225,8 @@ TEST(RequestBodyTest, TheParameterLineOfEachKindOfRequest)
     }
 }
 
+// (A body over a configured limit through the web server is tests/e2e's
+// echo test's.)
 TEST(RequestBodyTest, BadBodiesGiveNoParametersAndOneLogLine)
 {
     ChildOptions closed = Post("", "5");
@@ -247,8 +234,6 @@ TEST(RequestBodyTest, BadBodiesGiveNoParametersAndOneLogLine)
     struct Row { const char* description; ChildOptions options; const char* config; int error; const char* logLine; };
     const char* limit = "cgi_max_body=\"64\"\n";
     const Row rows[] = {
-        {"over cgi_max_body", Post(std::string(65, 'x')), limit, VLIB_ERR_BODY_TOO_LARGE,
-         "request_body:# body of 65 bytes is larger than cgi_max_body (64)"},
         {"1 MiB unless configured", Post("a=1", "1048577"), "", VLIB_ERR_BODY_TOO_LARGE,
          "request_body:# body of 1048577 bytes is larger than cgi_max_body (1048576)"},
         {"a raised limit reserves nothing for bytes that never come", Post("a=1", "1000000000000"),

@@ -1,7 +1,6 @@
 // Single sign-on: signed tokens made here with OpenSSL, checked by the
 // platform against the configured providers.
 
-#include <sys/stat.h>
 #include <sys/time.h>
 #include <time.h>
 #include <unistd.h>
@@ -32,7 +31,8 @@ std::string PublicPem(EVP_PKEY* key)
     BIO* bio = BIO_new(BIO_s_mem());
     PEM_write_bio_PUBKEY(bio, key);
     char* data = nullptr;
-    const std::string pem(data, static_cast<size_t>(BIO_get_mem_data(bio, &data)));
+    const long size = BIO_get_mem_data(bio, &data);  // before data is read
+    const std::string pem(data, static_cast<size_t>(size));
     BIO_free(bio);
     return pem;
 }
@@ -60,17 +60,10 @@ std::string Sign(EVP_PKEY* key, const std::string& data)
     return std::string(reinterpret_cast<char*>(raw), sizeof raw);
 }
 
-std::string Compact(const Json::Value& value)
-{
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    return Json::writeString(builder, value);
-}
-
 // A token of the header's text and the claims, signed with key (none: unsigned).
 std::string Token(const std::string& header, const Json::Value& claims, EVP_PKEY* key)
 {
-    const std::string signedPart = vorn::Base64UrlEncode(header) + "." + vorn::Base64UrlEncode(Compact(claims));
+    const std::string signedPart = vorn::Base64UrlEncode(header) + "." + vorn::Base64UrlEncode(claims.toStyledString());
     return signedPart + "." + vorn::Base64UrlEncode(key != nullptr ? Sign(key, signedPart) : "");
 }
 
@@ -108,12 +101,8 @@ protected:
         claims["aud"] = "nas";
         claims["exp"] = static_cast<Json::Int64>(time(nullptr) + 300);
         claims["preferred_username"] = "alice";
-        for (const auto& [name, value] : changes) {
-            if (value.isNull())
-                claims.removeMember(name);
-            else
-                claims[name] = value;
-        }
+        for (const auto& [name, value] : changes)
+            value.isNull() ? claims.removeMember(name) : (void)(claims[name] = value);
         return claims;
     }
     std::string Rs256(const Json::Value& claims) const { return Token(kRs256, claims, rsa_.get()); }
@@ -144,7 +133,7 @@ TEST_F(SsoTokenTest, AcceptedAndRefusedTokens)
     audiences.append("nas");
     const std::string good = Rs256(Claims());
     const std::string tampered = good.substr(0, good.find('.') + 1) +
-                                 vorn::Base64UrlEncode(Compact(Claims({{"preferred_username", "admin"}}))) +
+                                 vorn::Base64UrlEncode(Claims({{"preferred_username", "admin"}}).toStyledString()) +
                                  good.substr(good.rfind('.'));
     const SsoCheck ok = SsoCheck::kAccepted, refused = SsoCheck::kRefused;
     const SsoKind oidc = SsoKind::kOidc;

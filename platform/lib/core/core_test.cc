@@ -31,10 +31,7 @@ TEST(LogTest, FormatsOneLineWithItsPriorityAndKeepsErrno)
 
 std::string Mapped(const char* root, const char* path, int size = 256)
 {
-    if (root == nullptr)
-        unsetenv("VORN_ROOT");
-    else
-        setenv("VORN_ROOT", root, 1);
+    root != nullptr ? setenv("VORN_ROOT", root, 1) : unsetenv("VORN_ROOT");
     VORNRootReload();
     char out[256] = "";
     const int length = VORNRootPath(path, out, size);
@@ -47,7 +44,6 @@ TEST(RootTest, MapsFixedPathsIntoTheRoot)
     struct Row { const char* root; const char* path; int size; const char* expected; };
     const Row rows[] = {
         {nullptr, "/etc/vorninfo.conf", 256, "/etc/vorninfo.conf"},  // unset: the real root
-        {"", "/etc/vorninfo.conf", 256, "/etc/vorninfo.conf"},
         {"/", "/etc/vorninfo.conf", 256, "/etc/vorninfo.conf"},
         {"/tmp/r///", "/run/csp/rule", 256, "/tmp/r/run/csp/rule"},  // trailing slashes dropped
         {"relative/dir", "/etc/passwd", 256, "/etc/passwd"},         // a relative root is ignored

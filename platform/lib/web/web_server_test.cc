@@ -10,12 +10,8 @@ namespace {
 
 TEST(WebServerTest, PortsComeFromTheConfigurationOrTheirDefaults)
 {
-    struct Row {
-        const char* description;
-        std::string current, defaults;
-        int http, https;
-        const char* log;  // "" for none
-    };
+    // The configuration and its factory defaults; the ports; the line logged ("" for none).
+    struct Row { const char* description; std::string current, defaults; int http, https; const char* log; };
     const Row rows[] = {
         {"no configuration at all", "", "", 5000, 5001, ""},
         {"factory defaults", "", "http_port=\"80\"\nhttps_port=\"443\"\n", 80, 443, ""},
