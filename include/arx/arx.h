@@ -8,6 +8,7 @@
 #include <arx/localized_string_parser.h>
 #include <arx/run_as.h>
 #include <arx/security_options.h>
+#include <arx/string_bundle.h>
 #include <arx/string_parser.h>
 #include <arx/vorn_conf.h>
 #include <arx/webman.h>
