@@ -3,6 +3,8 @@
 #define ARX_ARX_H
 
 #include <arx/csp_rule.h>
+#include <arx/form_handler.h>
+#include <arx/form_validator.h>
 #include <arx/js_config_parser.h>
 #include <arx/json_file.h>
 #include <arx/localized_string_parser.h>
