@@ -2,6 +2,7 @@
 
 #include <arx/webutils.h>
 
+#include <ctype.h>
 #include <limits.h>
 #include <stdlib.h>
 #include <string.h>
@@ -56,7 +57,8 @@ bool IsHostHeader(const std::string& value)
         return false;
     if (host.size() > 2 && host[0] == '[')
         return host.find_first_not_of("0123456789abcdefABCDEF:.", 1) == host.size() - 1;
-    return !host.empty() &&
+    // A name or address begins with a letter or digit (".", "-x" are none).
+    return !host.empty() && isalnum(static_cast<unsigned char>(host[0])) &&
            host.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.-_") ==
                std::string::npos;
 }

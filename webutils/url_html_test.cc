@@ -79,6 +79,7 @@ TEST(UrlTest, UrlBackToTheBrowsersHost)
         {"no HTTP_HOST", nullptr, true, "5001/", "", {"webutils (#) Can't find HTTP_HOST in env"}},
         {"a path in the host", "evil.example/x?", true, "5001/", "", {"webutils (#) HTTP_HOST is not a host name"}},
         {"a blank in the host", "a b", true, "5001/", "", {"webutils (#) HTTP_HOST is not a host name"}},
+        {"a dot alone", ".", true, "5001/", "", {"webutils (#) HTTP_HOST is not a host name"}},
         {"a port that is no number", "host:5x", true, "5001/", "", {"webutils (#) HTTP_HOST is not a host name"}},
         {"text after the IPv6 bracket", "[::1]x", true, "5001/", "", {"webutils (#) HTTP_HOST is not a host name"}},
     };
