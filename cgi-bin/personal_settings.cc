@@ -100,6 +100,8 @@ public:
         personal["timezone"] = webman_.In("timezone", "");
         personal["refresh"] = atoi(webman_.In("refresh", "0"));
         const Json::Value saved = personal;
+        // The background tasks are not this form's: they stay as they are.
+        settings.removeMember("BackgroundTask");
         const bool ok = webman_.saveUserJsonSettings(settings);
         WebUtils::UnlockFile(lock);
         if (!ok)

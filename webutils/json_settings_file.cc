@@ -144,9 +144,12 @@ bool ReadJournal(const Place& place, std::string& text)
 
 // Rewrites the open file with text, then removes the journal: the save is
 // complete.  A rewrite that fails keeps the journal for the next comer.
+// The text is written over the old one and the rest cut off after: cutting
+// first would make the file system wait for the old pages' writeback.
 bool Finish(int fd, const Place& place, const std::string& text)
 {
-    if (ftruncate(fd, 0) != 0 || lseek(fd, 0, SEEK_SET) != 0 || !base::WriteAll(fd, text))
+    if (lseek(fd, 0, SEEK_SET) != 0 || !base::WriteAll(fd, text) ||
+        ftruncate(fd, static_cast<off_t>(text.size())) != 0)
         return false;
     unlinkat(place.dir(), place.journal().c_str(), 0);
     return true;
