@@ -3,12 +3,12 @@
 // finished by the next comer, and eight processes applying changes under
 // the file's lock lose none of them.
 
-#include <dirent.h>
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <random>
 #include <string>
 #include <vector>
@@ -18,6 +18,7 @@
 
 #include <arx/webutils.h>
 
+#include "testing/json_text.h"
 #include "testing/temp_root.h"
 
 namespace {
@@ -36,9 +37,7 @@ Json::Value Document(int n)
 // Document n as a save writes it.
 std::string Text(int n)
 {
-    Json::StreamWriterBuilder compact;
-    compact["indentation"] = "";
-    return Json::writeString(compact, Document(n)) + "\n";
+    return arx_testing::CompactJson(Document(n)) + "\n";
 }
 
 // The n of a whole document, or -1.
@@ -53,13 +52,8 @@ int NumberOf(const Json::Value& value)
 std::vector<std::string> Names(const std::string& dir)
 {
     std::vector<std::string> names;
-    DIR* listing = opendir(dir.c_str());
-    while (const dirent* entry = listing != nullptr ? readdir(listing) : nullptr) {
-        if (entry->d_name[0] != '.' || (std::string(entry->d_name) != "." && std::string(entry->d_name) != ".."))
-            names.push_back(entry->d_name);
-    }
-    if (listing != nullptr)
-        closedir(listing);
+    for (const auto& entry : std::filesystem::directory_iterator(dir))
+        names.push_back(entry.path().filename());
     return names;
 }
 
