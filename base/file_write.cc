@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <stdlib.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -31,7 +32,60 @@ std::string TemporaryName(const std::string& path, Temporary temporary)
     return path.substr(0, nameStart) + "." + path.substr(nameStart) + ".XXXXXX";
 }
 
+// Creates a fresh hidden temporary file for name in dirfd: its descriptor,
+// with the name chosen in temporary.
+int CreateTemporaryAt(int dirfd, const std::string& name, std::string& temporary)
+{
+    static const char kLetters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        unsigned char random[6];
+        if (getrandom(random, sizeof random, 0) != static_cast<ssize_t>(sizeof random))
+            return -1;
+        temporary = "." + name + ".";
+        for (unsigned char byte : random)
+            temporary.push_back(kLetters[byte % (sizeof kLetters - 1)]);
+        const int fd = openat(dirfd, temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+        if (fd >= 0 || errno != EEXIST)
+            return fd;
+    }
+    return -1;
+}
+
 }  // namespace
+
+bool ReplaceFileAt(int dirfd, const std::string& name, std::string_view content, const NewFile& file,
+                   const std::string& temporaryName)
+{
+    std::string temporary = temporaryName;
+    int fd;
+    if (temporary.empty()) {
+        fd = CreateTemporaryAt(dirfd, name, temporary);
+    } else {
+        // What an interrupted writer left under the name goes first; an
+        // unlink never follows a link.
+        unlinkat(dirfd, temporary.c_str(), 0);
+        fd = openat(dirfd, temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    }
+    if (fd < 0)
+        return false;
+    const bool owned = file.owner == static_cast<uid_t>(-1) && file.group == static_cast<gid_t>(-1);
+    bool ok = WriteAll(fd, content) && (owned || fchown(fd, file.owner, file.group) == 0) &&
+              fchmod(fd, file.mode) == 0 && fdatasync(fd) == 0;
+    int error = errno;
+    if (close(fd) != 0 && ok) {
+        ok = false;
+        error = errno;
+    }
+    if (ok && renameat(dirfd, temporary.c_str(), dirfd, name.c_str()) != 0) {
+        ok = false;
+        error = errno;
+    }
+    if (!ok) {
+        unlinkat(dirfd, temporary.c_str(), 0);
+        errno = error;
+    }
+    return ok;
+}
 
 bool WriteAll(int fd, std::string_view data)
 {

@@ -26,6 +26,25 @@ enum class Temporary {
 bool WriteFileAtomically(const std::string& path, std::string_view content, mode_t newFileMode,
                          Temporary temporary = Temporary::kBeside);
 
+// What a file written by ReplaceFileAt gets: its permission bits, and its
+// owner and group (-1: the writer's).
+struct NewFile {
+    mode_t mode = 0644;
+    uid_t owner = static_cast<uid_t>(-1);
+    gid_t group = static_cast<gid_t>(-1);
+};
+
+// Replaces name in the directory dirfd with content: a temporary file
+// beside it is created (never through a link), written, given its mode and
+// owner, synced and renamed over name.  temporaryName names that file when
+// the caller alone writes there (it holds a lock), so that an interrupted
+// writer leaves nothing that the next one does not take away; "" picks a
+// fresh hidden name (".NAME.XXXXXX").  Readers see the old file or the new
+// one.  On failure name is as it was, no temporary file is left, and errno
+// tells why.  The directory itself is not synced.
+bool ReplaceFileAt(int dirfd, const std::string& name, std::string_view content, const NewFile& file,
+                   const std::string& temporaryName = "");
+
 // Creates path with content and mode, never replacing a file there: a
 // temporary file beside it is written whole and then linked to the name,
 // which fails when the name is taken.  So the file appears whole or not at

@@ -36,28 +36,43 @@ int Checked(int fd, bool singleName, struct stat* info)
 
 int OpenForReading(const char* path, Links links, struct stat* info)
 {
-    const int flags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | (links == Links::kRefuse ? O_NOFOLLOW : 0);
-    return Checked(open(path, flags), false, info);
+    return OpenForReadingAt(AT_FDCWD, path, links, info);
 }
 
 int OpenForWriting(const char* path, mode_t newFileMode, struct stat* info)
 {
+    return OpenForWritingAt(AT_FDCWD, path, newFileMode, info);
+}
+
+int OpenForReadingAt(int dirfd, const char* name, Links links, struct stat* info)
+{
+    const int flags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | (links == Links::kRefuse ? O_NOFOLLOW : 0);
+    return Checked(openat(dirfd, name, flags), false, info);
+}
+
+int OpenForWritingAt(int dirfd, const char* name, mode_t newFileMode, struct stat* info, bool* created)
+{
     const int flags = O_RDWR | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW;
-    int fd = open(path, flags);
+    bool made = false;
+    int fd = openat(dirfd, name, flags);
     if (fd < 0 && errno == ENOENT) {
-        fd = open(path, flags | O_CREAT | O_EXCL, newFileMode);
+        fd = openat(dirfd, name, flags | O_CREAT | O_EXCL, newFileMode);
+        made = fd >= 0;
         // The umask must not decide who may read a settings file.
         if (fd >= 0 && fchmod(fd, newFileMode) != 0) {
             const int error = errno;
             close(fd);
-            unlink(path);
+            unlinkat(dirfd, name, 0);
             errno = error;
             return -1;
         }
         if (fd < 0 && errno == EEXIST)
-            fd = open(path, flags);  // another process created it meanwhile
+            fd = openat(dirfd, name, flags);  // another process created it meanwhile
     }
-    return Checked(fd, true, info);
+    fd = Checked(fd, true, info);
+    if (created != nullptr)
+        *created = made && fd >= 0;
+    return fd;
 }
 
 mode_t CopyableMode(mode_t mode)

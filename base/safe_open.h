@@ -28,6 +28,14 @@ int OpenForReading(const char* path, Links links, struct stat* info = nullptr);
 // several names).
 int OpenForWriting(const char* path, mode_t newFileMode, struct stat* info = nullptr);
 
+// The same for name in the directory dirfd (AT_FDCWD: the working
+// directory), so that a caller that holds the directory open works on the
+// files of that very directory.  created, when given, tells whether
+// OpenForWritingAt made the file.
+int OpenForReadingAt(int dirfd, const char* name, Links links, struct stat* info = nullptr);
+int OpenForWritingAt(int dirfd, const char* name, mode_t newFileMode, struct stat* info = nullptr,
+                     bool* created = nullptr);
+
 // The permission bits a file's replacement may take over from it: never
 // setuid, setgid or sticky.
 mode_t CopyableMode(mode_t mode);

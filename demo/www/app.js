@@ -67,6 +67,7 @@ async function showSession() {
     token = "";
     show("admin-section", false);
     show("desktop-section", false);
+    hideSettings();
     if (reply.headers.get("x-request-error") !== "unauth")
       document.getElementById("login-message").textContent = why;
     return;
@@ -78,6 +79,7 @@ async function showSession() {
   document.getElementById("whoami-reply").textContent = JSON.stringify(shown, null, 2);
   show("admin-section", who.is_admin);
   await showDesktop();
+  await showSettings(who);
 }
 
 // The desktop's applications: the version first, then the documents of

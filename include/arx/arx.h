@@ -3,11 +3,14 @@
 #define ARX_ARX_H
 
 #include <arx/csp_rule.h>
+#include <arx/form_handler.h>
+#include <arx/form_validator.h>
 #include <arx/js_config_parser.h>
 #include <arx/json_file.h>
 #include <arx/localized_string_parser.h>
 #include <arx/run_as.h>
 #include <arx/security_options.h>
+#include <arx/string_bundle.h>
 #include <arx/string_parser.h>
 #include <arx/vorn_conf.h>
 #include <arx/webman.h>

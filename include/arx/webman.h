@@ -224,6 +224,38 @@ public:
     // 1 when the client went away during the upload.
     int RecvHup();
 
+    // ---- Settings and module data ------------------------------------
+    // The login user's settings are "usersettings" in the user's
+    // preference directory; their member "BackgroundTask" is kept apart in
+    // "bkgtask" there.  A user without a preference directory (no such
+    // user) has no settings: nothing is read or written anywhere else.
+    //
+    // Loads the settings and always sets "BackgroundTask" (an empty object
+    // when "bkgtask" is missing); the result is that of "usersettings"
+    // alone.  A file that holds no JSON object leaves an empty object.
+    bool loadUserJsonSettings(Json::Value& settings);
+    // Saves "BackgroundTask" (when the object has it) as the process is,
+    // takes it out of settings, and saves the rest as root (the file is
+    // shared with what root writes for the user); true when both saved.
+    bool saveUserJsonSettings(Json::Value& settings);
+    // The administrators' shared settings ("groupsettings" in their
+    // group's preference directory); false for anyone else, without
+    // touching a file.
+    bool loadGroupJsonSettings(Json::Value& settings);
+    bool saveGroupJsonSettings(Json::Value& settings);
+    // The modification time of group's "groupsettings"; false when it
+    // cannot be told (logged unless the file is missing).
+    bool getGrpJsonSettingMtime(const char* group, unsigned long long& mtime);
+
+    // A module's small JSON blob for the login user, kept by the platform's
+    // task manager under the module's name (letters, digits, '.', '_',
+    // '-'; any other name is refused with a log line).
+    bool IsModuleDataExist(const char* module);
+    void RemoveModuleData(const char* module);
+    bool ReadModuleData(const char* module, Json::Value& data);
+    // true when the blob is stored.
+    bool WriteModuleData(const char* module, Json::Value& data);
+
 private:
     bool loaded_;
     VornCgi cgi_;

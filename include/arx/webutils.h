@@ -5,11 +5,17 @@
 // so a reader never sees a file that a writer is in the middle of.  They
 // live where their users can write, so a file is only ever opened when it
 // is a regular file with one name: never through a symbolic link, never a
-// FIFO or device.
+// FIFO or device.  A save survives the death of its process at any
+// instant: the file then holds the old document or the new one.
 #ifndef ARX_WEBUTILS_H
 #define ARX_WEBUTILS_H
 
+#include <regex.h>
+#include <stddef.h>
+#include <stdio.h>
+
 #include <string>
+#include <vector>
 
 #include <json/value.h>
 
@@ -20,7 +26,18 @@ namespace WebUtils {
 // Opens path read-only and takes a blocking flock on it (exclusive or
 // shared).  The descriptor, or a negative value when the file cannot be
 // opened or is a link or no regular file (no lock is held then).  The file
-// is never created here.
+// is never created here.  While it is held, LoadJsonFile and SaveJsonFile
+// of the same file in this process work under it instead of waiting for
+// it, so a read-modify-write is one locked step:
+//
+//   int fd = WebUtils::LockFile(path, true);
+//   WebUtils::LoadJsonFile(settings, path);
+//   settings["count"] = settings["count"].asInt() + 1;
+//   WebUtils::SaveJsonFile(settings, path);
+//   WebUtils::UnlockFile(fd);
+//
+// (A save under a shared lock of this process fails: it would wait for
+// itself.)  Take one lock per file at a time, released with UnlockFile.
 ARX_EXPORT int LockFile(const char* path, bool exclusive);
 
 // Releases and closes a descriptor of LockFile; a negative one is ignored.
@@ -33,10 +50,16 @@ ARX_EXPORT bool LoadJsonFile(Json::Value& out, const char* path);
 
 // Rewrites path in place under an exclusive lock, as one line of compact
 // JSON and a newline.  A missing file is created with mode 0644 (the
-// umask does not apply).  false when the file cannot be opened for
-// writing (also a link, a file with a second name, or no regular file) or
-// the write fails.  The in-place rewrite is what keeps the lock
-// meaningful: never replace these files by rename.
+// umask does not apply); one that root creates belongs to its directory's
+// owner.  The new document is first written, synced and renamed beside the
+// file (".NAME.new"), so the process may die at any instant of the save:
+// the next load finds the old document or the new one, and the next reader
+// or writer that may write the file finishes the rewrite.  true once the
+// new document is saved; false when the file cannot be opened for writing
+// (also a link, a file with a second name, or no regular file), nothing
+// can be created in its directory, or the write fails (the old document
+// stays).  The in-place rewrite is what keeps the lock meaningful: never
+// replace these files by rename.
 ARX_EXPORT bool SaveJsonFile(Json::Value& value, const char* path);
 
 // Kept for existing callers: does nothing.
@@ -83,6 +106,126 @@ ARX_EXPORT std::string CreateCGIETag();
 // returns true: the program then prints nothing more.  false, printing
 // nothing, for an empty etag or another (or no) If-None-Match.
 ARX_EXPORT bool OutputNotModifiedIfMatch(const std::string& etag);
+
+// ---- URLs ----------------------------------------------------------------
+
+// Splits an "http://" or "https://" URL into its scheme ("http", "https"),
+// host and port (the scheme's "80" or "443" unless the URL names one).  The
+// authority ends at the first "/", "?" or "#"; a bracketed IPv6 host keeps
+// its brackets ("[::1]") and a port follows only its "]:".  An empty
+// authority gives an empty host.  false, with the outputs empty, for any
+// other scheme, a port that is not a number from 1 to 65535, or user
+// information before the host ("http://a.example@b.example/" names
+// b.example).
+ARX_EXPORT bool ParseURL(const std::string& url, std::string& protocol, std::string& host, std::string& port);
+
+// A URL back to the host the browser used (HTTP_HOST without its port and
+// without one trailing dot): "https://" or "http://", the host, ":" and
+// suffix, which supplies the port and any path ("5001/" gives
+// "https://myhost:5001/").  false, with one log line, when HTTP_HOST is
+// unset or is no host name, IPv4 or bracketed IPv6 address.
+ARX_EXPORT bool GetURLByProtocol(std::string& url, bool https, const char* suffix);
+
+// text percent-encoded (RFC 3986 unreserved characters kept, every other
+// byte %HH); "" for NULL.
+ARX_EXPORT std::string EncodeURL(const char* text);
+
+// ---- HTML ----------------------------------------------------------------
+
+// For element content: "&", "<" and ">" as "&amp;", "&lt;", "&gt;", and a
+// space as "&nbsp;" when spaceAsNbsp is true.
+ARX_EXPORT std::string EncodeHtml(const std::string& text, bool spaceAsNbsp);
+
+// For attribute values as well: EncodeHtml, then '"' as "&quot;" and, when
+// singleQuote is true, "'" as "&#39;".
+ARX_EXPORT std::string EncodeHtmlAndQuotesEx(const std::string& text, bool spaceAsNbsp, bool singleQuote);
+
+// EncodeHtmlAndQuotesEx(text, true, true).
+ARX_EXPORT std::string EncodeHtmlAndQuotes(const std::string& text);
+
+// ---- Text ----------------------------------------------------------------
+
+// The pieces of text between the characters of delimiters (runs of them
+// count as one; no empty pieces).
+ARX_EXPORT std::vector<std::string> StringExplode(const std::string& text, const std::string& delimiters);
+
+// parts joined with glue between neighbours.
+ARX_EXPORT std::string StringImplode(const std::vector<std::string>& parts, const char* glue);
+
+// text without its leading tabs, line feeds and spaces.
+ARX_EXPORT std::string StringLeftStrip(const char* text);
+
+// dirname(3) of path; "" for NULL.
+ARX_EXPORT std::string GetDirName(const char* path);
+
+// The extension of name: a pointer into name just after its last "." within
+// the first maxLen characters.  NULL when there is none, when the name ends
+// with the dot, or when the only dot is its first character (".profile").
+ARX_EXPORT const char* GetFileExt(const char* name, size_t maxLen);
+
+// Whether name is longer than ext and ends with it, ignoring ASCII case
+// (pass the dot when it matters: ".gz").
+ARX_EXPORT bool IsValidExtension(const char* name, const char* ext);
+
+// Each whole pair of hex digits as one byte (an odd last digit is
+// ignored; a pair that is not hex gives what strtol reads of it).
+ARX_EXPORT std::string Hex2Bin(const std::string& hex);
+
+// The lines of a text file without their line ends, empty lines left out;
+// a line longer than 2046 bytes comes as several entries.  An empty list
+// when the file cannot be read (only regular files are; not through a
+// link when the process runs as root and the file's directory is not
+// root's alone).
+ARX_EXPORT std::vector<std::string> ReadFileLines(const std::string& path);
+
+// The name of the user a login name stands for, as the user database
+// spells it, into out (size bytes); the input itself when no user has that
+// name.  0, or 1 with a log line for a missing argument.
+ARX_EXPORT int ParseInputUserName(const char* input, char* out, size_t size);
+
+// Whether a name is a directory user's: "DOMAIN\\user", "user@realm".
+ARX_EXPORT bool IsDomainObject(const std::string& name);
+ARX_EXPORT bool IsLDAPObject(const std::string& name);
+
+// ---- Text templates ------------------------------------------------------
+//
+// Every "{key}" of the text is replaced by the value of that member of a
+// JSON object; nothing in a template or a value is ever run or evaluated.
+//
+//   WebUtils::Template mail("Hello {name}, your quota is {quota} GB.");
+//   Json::Value values;
+//   values["name"] = "Ann";
+//   values["quota"] = 20;
+//   std::string text = mail.ApplyValues(values);
+//
+// A key is the text between a "{" and the next "}" without braces inside
+// ("{{a}}" has the key "a" and keeps its outer braces), looked up by its
+// first 128 characters.  "{}", a key that is no member, and a member that
+// is an object or an array stay as written; other values as jsoncpp turns
+// them into text (numbers, true/false, null as "").  Values are not
+// scanned again.
+class ARX_EXPORT Template {
+public:
+    Template();
+    explicit Template(const char* text);  // NULL: an empty text
+    ~Template();
+    Template(const Template&) = delete;
+    Template& operator=(const Template&) = delete;
+
+    // Compiles the key pattern (the constructors do).
+    void InitTemplate();
+
+    // Replaces the text with everything left in stream.
+    void ReadFromStream(FILE* stream);
+
+    // The text with the values filled in; the template stays as it is.
+    std::string ApplyValues(const Json::Value& values);
+
+private:
+    regex_t pattern_;
+    std::string text_;
+    bool compiled_ = false;
+};
 
 }  // namespace WebUtils
 

@@ -11,6 +11,7 @@
 #include <vorn/cgi.h>
 #include <vorn/err.h>
 #include <vorn/file.h>
+#include <vorn/hash.h>
 #include <vorn/root.h>
 #include <vorn/session.h>
 
@@ -54,17 +55,32 @@ bool LoadSection(VornCgiPrivate& priv, const char* language, const char* section
     return read;
 }
 
-const std::string* FindText(const VornCgiPrivate& priv, const char* key)
+VLIBSZHASH* TableOf(VornCgiPrivate& priv)
 {
-    const char* colon = strchr(key, ':');
+    if (!priv.texts.table)
+        priv.texts.table.reset(VLIBCSzHashAlloc(256));
+    return priv.texts.table.get();
+}
+
+// Fills the text table from the sections: "section:key" for every text,
+// and "key" from the first section, in load order, that has it (a key
+// holding ':' only in the first form, where a lookup would read it).
+bool RebuildTable(VornCgiPrivate& priv)
+{
+    VLIBSZHASH* table = TableOf(priv);
+    if (table == nullptr)
+        return false;
+    VLIBCHashRemoveAll(table);
     for (const auto& [section, texts] : priv.texts.sections) {
-        if (colon != nullptr && section.compare(0, std::string::npos, key, static_cast<size_t>(colon - key)) != 0)
-            continue;
-        const auto found = texts.find(colon != nullptr ? colon + 1 : key);
-        if (found != texts.end())
-            return &found->second;
+        for (const auto& [key, text] : texts) {
+            if (VLIBCSzHashSetValue(table, (section + ":" + key).c_str(), text.c_str()) != 0)
+                return false;
+            if (key.find(':') == std::string::npos && VLIBCSzHashGetValue(table, key.c_str()) == nullptr &&
+                VLIBCSzHashSetValue(table, key.c_str(), text.c_str()) != 0)
+                return false;
+        }
     }
-    return nullptr;
+    return true;
 }
 
 void AppendEscape(std::string& out, unsigned code)
@@ -115,6 +131,10 @@ extern "C" int VornCgiLoadText(VornCgi* cgi, const char* section, ...)
         bool read = false;
         for (int i = 0; i < count; ++i)
             read = LoadSection(*priv, language.c_str(), sections[i]) || read;
+        if (!RebuildTable(*priv)) {
+            VLIBCErrSet(VLIB_ERR_OUT_OF_MEMORY);
+            return -1;
+        }
         if (!read) {
             VLIBCErrSet(VLIB_ERR_OPEN_FAILED);
             return -1;
@@ -128,8 +148,14 @@ extern "C" const char* VornCgiGetText(VornCgi* cgi, const char* key, const char*
     const VornCgiPrivate* priv = vorn::PrivateOf(cgi);
     if (priv == nullptr || key == nullptr)
         return defaultValue;
-    const std::string* text = vorn::NoThrow<const std::string*>(nullptr, [&] { return FindText(*priv, key); });
-    return text != nullptr ? text->c_str() : defaultValue;
+    const char* text = VLIBCSzHashGetValue(priv->texts.table.get(), key);
+    return text != nullptr ? text : defaultValue;
+}
+
+extern "C" VLIBSZHASH* VornCgiGetTextTable(VornCgi* cgi)
+{
+    VornCgiPrivate* priv = vorn::PrivateOf(cgi);
+    return priv != nullptr ? vorn::NoThrow<VLIBSZHASH*>(nullptr, [&] { return TableOf(*priv); }) : nullptr;
 }
 
 extern "C" const char* VornCgiGetEncodeText(VornCgi* cgi, const char* key, const char* defaultValue)

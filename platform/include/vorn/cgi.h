@@ -12,6 +12,7 @@
 #include <stddef.h>
 
 #include <vorn/export.h>
+#include <vorn/hash.h>
 
 typedef struct VornCgiPrivate VornCgiPrivate;
 
@@ -141,6 +142,13 @@ VORN_EXPORT int VornCgiLoadText(VornCgi *cgi, const char *section, ...);
  * order; "section:key": that section), or defaultValue.  The text belongs
  * to the record. */
 VORN_EXPORT const char *VornCgiGetText(VornCgi *cgi, const char *key, const char *defaultValue);
+
+/* The record's text table, which VornCgiGetText reads: "key" and
+ * "section:key" for every loaded text, filled anew by each
+ * VornCgiLoadText.  A text stored here with VLIBCSzHashSetValue is what
+ * VornCgiGetText answers for its key until the next load.  NULL for a bad
+ * record or when memory is short. */
+VORN_EXPORT VLIBSZHASH *VornCgiGetTextTable(VornCgi *cgi);
 
 /* The same text escaped for a script string literal: backslash, both
  * quotes, '<', '>', '&', CR, LF, U+2028 and U+2029 as \uXXXX.  The

@@ -73,6 +73,14 @@ VORN_EXPORT int VLIBUserIsDisabled(const char *user);
 VORN_EXPORT int VORNUserPreferenceDirGet(const char *user, char *buffer, int size);
 VORN_EXPORT int VORNGroupPreferenceDirGet(const char *group, char *buffer, int size);
 
+/* The name of the user a login name stands for, as the user database
+ * spells it: a local name given in another ASCII case ("ALICE" for
+ * "alice"), a directory user as NSS names it.  Writes it into out (size
+ * bytes); its length (above 0), 0 when no user has that name (out is left
+ * as it was), or -1 (a missing argument, a name that does not fit, a
+ * database that cannot be read).  flags: reserved, 0. */
+VORN_EXPORT int VORNUserLoginNameConvert(const char *input, char *out, int size, int flags);
+
 VORN_END_DECLS
 
 #endif

@@ -6,9 +6,12 @@
 #include <vorn/err.h>
 #include <vorn/file.h>
 #include <vorn/fs.h>
+#include <vorn/hash.h>
 #include <vorn/log.h>
+#include <vorn/net.h>
 #include <vorn/root.h>
 #include <vorn/session.h>
+#include <vorn/task.h>
 #include <vorn/upload.h>
 #include <vorn/user.h>
 #include <vorn/volume.h>

@@ -130,3 +130,25 @@ extern "C" int VLIBGroupIsAdminGroupMem(const char* user, int /*flags*/)
 {
     return VLIBGroupIsMember(VORN_ADMIN_GROUP, user);
 }
+
+extern "C" int VORNUserLoginNameConvert(const char* input, char* out, int size, int /*flags*/)
+{
+    if (input == nullptr || out == nullptr || size <= 0) {
+        VLIBCErrSet(VLIB_ERR_BAD_PARAMETERS);
+        return -1;
+    }
+    return vorn::NoThrow(-1, [&] {
+        vorn::UserEntry entry;
+        const vorn::Lookup lookup = vorn::FindUser(input, entry);
+        if (lookup == vorn::Lookup::kMissing)
+            return 0;
+        if (!Found(lookup))
+            return -1;
+        if (entry.name.size() >= static_cast<size_t>(size)) {
+            VLIBCErrSet(VLIB_ERR_BUFFER_TOO_SMALL);
+            return -1;
+        }
+        memcpy(out, entry.name.c_str(), entry.name.size() + 1);
+        return static_cast<int>(entry.name.size());
+    });
+}
