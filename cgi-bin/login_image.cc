@@ -11,6 +11,7 @@
 //        (a logo at most 1 MiB, a background at most 25 MiB) -> {"success": true, "current": N}
 //   POST login_image.cgi   action=choose&type=logo&slot=N -> {"success": true, "current": N}
 
+#include <initializer_list>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>

@@ -1,5 +1,6 @@
 #include "image/image_format.h"
 
+#include <initializer_list>
 #include <string.h>
 #include <unistd.h>
 

@@ -175,8 +175,9 @@ TEST_F(ImageTest, ASlotsFileIsFoundInTheOrderOfTheExtensions)
         const bool found = ImageSelectorUtils::GetFilePathByIndex(dir.c_str(), c.index, "logo", c.thumb, out,
                                                                   sizeof out, c.hd);
         EXPECT_EQ(found, c.found != nullptr) << c.index;
-        if (found && c.found != nullptr)
+        if (found && c.found != nullptr) {
             EXPECT_EQ(out, dir + c.found);
+        }
     }
     char ext[8];
     EXPECT_TRUE(ImageSelectorUtils::GetLoginFileExtByIndex(3, "logo", ext, sizeof ext));
@@ -215,8 +216,8 @@ TEST_F(ImageTest, SizeLimitsAtTheirBoundaries)
         {26214401, false, false, true},
     };
     for (const Case& c : cases) {
-        const std::string path = root_.Path("/sized");
-        ASSERT_EQ(truncate(File("sized", "").c_str(), static_cast<off_t>(c.size)), 0);
+        const std::string path = File("sized", "");
+        ASSERT_EQ(truncate(path.c_str(), static_cast<off_t>(c.size)), 0);
         EXPECT_EQ(ImageSelectorUtils::CheckLogoFileSize(path.c_str()), c.logo) << c.size;
         EXPECT_EQ(ImageSelectorUtils::CheckBackgroundFileSize(path.c_str()), c.background) << c.size;
         EXPECT_EQ(ImageSelectorUtils::IsImageNeededCompress(path.c_str()), c.compress) << c.size;

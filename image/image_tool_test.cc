@@ -122,8 +122,9 @@ TEST_F(RealImageTest, PicturesComeOutAsValidImagesOfTheExpectedSize)
         ASSERT_TRUE(added) << c.what;
         EXPECT_EQ(Identify(path), c.image) << c.what;
         EXPECT_EQ(Identify(thumb), c.thumb) << c.what;
-        if (!c.hd.empty())
+        if (!c.hd.empty()) {
             EXPECT_EQ(Identify(hd), c.hd) << c.what;
+        }
     }
 }
 

@@ -1,5 +1,6 @@
 #include "image/slot_files.h"
 
+#include <initializer_list>
 #include <stdio.h>
 #include <sys/stat.h>
 #include <syslog.h>

@@ -127,8 +127,8 @@ void Supervise(pid_t pid, int pidfd, Pipe& output, Pipe& error, const SpawnReque
         if (exited || pidfd < 0)
             fds[2].fd = -1;
         // Without a pidfd the child's end is checked every 10 ms.
-        const int wait = pidfd < 0 && !exited ? std::min<long long>(left, 10) : left;
-        if (poll(fds, 3, static_cast<int>(std::min<long long>(wait, 1000))) < 0 && errno != EINTR)
+        const long long waitMs = pidfd < 0 && !exited ? std::min<long long>(left, 10) : left;
+        if (poll(fds, 3, static_cast<int>(std::min<long long>(waitMs, 1000))) < 0 && errno != EINTR)
             break;
         if (outputOpen && (fds[0].revents & (POLLIN | POLLHUP | POLLERR)))
             outputOpen = Drain(output.read, result.output, request.outputLimit);
