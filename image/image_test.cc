@@ -2,6 +2,7 @@
 // arguments: signatures, extensions, size limits, slot rotation, and the
 // exact command lines of every way an image is stored.
 
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -357,6 +358,35 @@ TEST_F(ImageTest, SlotsRotatePastEightAndEmptyTheSlotFirst)
     }
     EXPECT_TRUE(ImageSelectorUtils::SetFileSharingLoginIndexKey("logo", 12));
     EXPECT_EQ(ImageSelectorUtils::GetFileSharingLoginIndexKey("logo"), 4);
+}
+
+TEST_F(ImageTest, ParallelAddsTakeSlotsOneAfterTheOther)
+{
+    const std::string src = File("f", kPng);
+    std::vector<pid_t> children;
+    for (int i = 0; i < 8; ++i) {
+        const pid_t pid = fork();
+        if (pid == 0) {
+            char path[4096], thumb[4096];
+            _exit(ImageSelectorUtils::AddLoginHistory("logo", src.c_str(), ".png", path, thumb, sizeof path,
+                                                      sizeof thumb)
+                      ? 0
+                      : 1);
+        }
+        children.push_back(pid);
+    }
+    for (pid_t child : children) {
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+    EXPECT_EQ(ImageSelectorUtils::GetLoginIndexKey("logo"), 0) << "eight adds, eight slots";
+    char out[4096];
+    for (int slot = 0; slot < 8; ++slot) {
+        EXPECT_TRUE(ImageSelectorUtils::GetFilePathByIndex(root_.Path("/usr/vorn/etc/login_image").c_str(), slot,
+                                                           "logo", true, out, sizeof out, false))
+            << slot;
+    }
 }
 
 TEST_F(ImageTest, RefusedImagesLeaveTheCurrentSlot)

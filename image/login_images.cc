@@ -94,9 +94,12 @@ bool Add(const LoginSet& set, const char* type, const char* src, const char* ext
 {
     if (!TypeUsable(type))
         return false;
+    const std::string dir = VORNRootPathString(set.dir);
+    const SetLock lock(dir.c_str());
+    if (!lock.ok())
+        return false;
     // The remainder of a signed division, as stored values have always had it.
     const int next = (GetIndex(set, type) + 1) % kSlots;
-    const std::string dir = VORNRootPathString(set.dir);
     Remove(set, type, next);
     const StoreRequest request{dir.c_str(), type,    src,      ext,  outPath, outThumb, nullptr,
                                pathLen,     thumbLen, -1,      next, kLoginThumbEdge};

@@ -1,11 +1,13 @@
 #include "image/slot_files.h"
 
 #include <initializer_list>
+#include <errno.h>
 #include <stdio.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
+#include <vorn/fs.h>
 #include <vorn/log.h>
 
 #include "image/extensions.h"
@@ -60,6 +62,24 @@ bool RemoveSlot(const char* dir, const char* type, int index)
             unlink(SlotFileName(dir, type, index, kind, known).c_str());
     }
     return true;
+}
+
+SetLock::SetLock(const char* dir)
+{
+    constexpr int kSeconds = 120;  // two runs of the image tool, and more
+    struct stat st;
+    if (stat(dir, &st) != 0 && mkdir(dir, 0755) != 0 && errno != EEXIST) {
+        VLIBCLog(LOG_ERR, "%s:%d Failed to mkdir %s, %m", kSelectorSource, __LINE__, dir);
+        return;
+    }
+    fd_ = VLIBCFileLockTimeByFile((std::string(dir) + "/.slots.lock").c_str(), 1, kSeconds);
+    if (fd_ < 0)
+        VLIBCLog(LOG_ERR, "%s:%d Failed to lock the slots of %s", kSelectorSource, __LINE__, dir);
+}
+
+SetLock::~SetLock()
+{
+    VLIBCFileUnlock(fd_);
 }
 
 bool FileSize(const char* path, long long& size)

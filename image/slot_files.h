@@ -27,6 +27,22 @@ bool RemoveSlot(const char* dir, const char* type, int index);
 // The size of the file at path by stat, logged when it cannot be had.
 bool FileSize(const char* path, long long& size);
 
+// Holds the set's lock ("DIR/.slots.lock") while alive, so that adds to
+// one set from parallel requests take slots one after the other.  The
+// directory is made (0755) when missing; ok() false (logged) when the lock
+// could not be had within its time.
+class SetLock {
+public:
+    explicit SetLock(const char* dir);
+    ~SetLock();
+    SetLock(const SetLock&) = delete;
+    SetLock& operator=(const SetLock&) = delete;
+    bool ok() const { return fd_ >= 0; }
+
+private:
+    int fd_ = -1;
+};
+
 // Runs body, turning an exception (an allocation that failed) into result.
 template <typename Result, typename Body>
 Result Guarded(Result result, Body body) noexcept

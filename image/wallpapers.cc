@@ -129,6 +129,9 @@ bool Add(const std::string& user, const char* src, const char* ext, char* outPat
     std::string dir;
     if (!UserNamed(user) || !EnsureWallpaperDir(user, dir))
         return false;
+    const SetLock lock(dir.c_str());
+    if (!lock.ok())
+        return false;
     const int next = (GetIndex(user) + 1) % kSlots;
     RemoveSlot(dir.c_str(), "", next);
     const StoreRequest request{dir.c_str(), "",       src,   ext,  outPath, outThumb, outHd,
