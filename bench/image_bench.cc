@@ -7,6 +7,7 @@
 //
 //   VORN_ROOT=ROOT image_bench lib|direct PICTURE ROUNDS
 
+#include <fcntl.h>
 #include <spawn.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -14,6 +15,7 @@
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -31,16 +33,32 @@ double NowUs()
     return ts.tv_sec * 1e6 + ts.tv_nsec / 1e3;
 }
 
+// Runs a program with standard input from /dev/null and standard output
+// read (and dropped) by this process, as the library does with its output.
 void Run(const std::string& program, std::vector<std::string> args, char** env)
 {
     std::vector<char*> argv;
     for (std::string& arg : args)
         argv.push_back(arg.data());
     argv.push_back(nullptr);
+    int out[2];
+    if (pipe(out) != 0)
+        return;
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_adddup2(&actions, out[1], 1);
+    posix_spawn_file_actions_addclose(&actions, out[0]);
     pid_t pid;
     int status = 0;
-    if (posix_spawn(&pid, program.c_str(), nullptr, nullptr, argv.data(), env) != 0 || waitpid(pid, &status, 0) < 0 ||
-        status != 0)
+    const int spawned = posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), env);
+    posix_spawn_file_actions_destroy(&actions);
+    close(out[1]);
+    char buffer[16384];
+    while (spawned == 0 && read(out[0], buffer, sizeof buffer) > 0) {
+    }
+    close(out[0]);
+    if (spawned != 0 || waitpid(pid, &status, 0) < 0 || status != 0)
         fprintf(stderr, "image_bench: %s failed\n", program.c_str());
 }
 
