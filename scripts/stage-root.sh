@@ -51,6 +51,13 @@ chmod 0755 "$scratch/root/volume1"
 chmod 0775 "$scratch/root/volume1/public"
 if [ "$(id -u)" -eq 0 ]; then chown 0:100 "$scratch/root/volume1/public"; fi
 
+# The image tool and the copy program, looked up under the root like every
+# system path, and the appliance's image policy.
+mkdir -p "$scratch/root/usr/bin" "$scratch/root/bin" "$scratch/root/etc/ImageMagick-6"
+ln -sfn /usr/bin/convert "$scratch/root/usr/bin/convert"
+ln -sfn /bin/cp "$scratch/root/bin/cp"
+cp "$source_dir/etc/ImageMagick-6/policy.xml" "$scratch/root/etc/ImageMagick-6/policy.xml"
+
 for program in "$build"/cgi-bin/*.cgi; do
   ln -s "$program" "$scratch/www/webapi/$(basename "$program")"
 done

@@ -68,6 +68,7 @@ async function showSession() {
     show("admin-section", false);
     show("desktop-section", false);
     hideSettings();
+    await showImages(null);
     if (reply.headers.get("x-request-error") !== "unauth")
       document.getElementById("login-message").textContent = why;
     return;
@@ -80,6 +81,7 @@ async function showSession() {
   show("admin-section", who.is_admin);
   await showDesktop();
   await showSettings(who);
+  await showImages(who);
 }
 
 // The desktop's applications: the version first, then the documents of

@@ -5,6 +5,8 @@
 #include <arx/csp_rule.h>
 #include <arx/form_handler.h>
 #include <arx/form_validator.h>
+#include <arx/image_selector_utils.h>
+#include <arx/image_utils.h>
 #include <arx/js_config_parser.h>
 #include <arx/json_file.h>
 #include <arx/localized_string_parser.h>

@@ -35,6 +35,8 @@
 #define VLIB_ERR_FORMAT           0x4000
 #define VLIB_ERR_NO_VOLUME        0x8300
 #define VLIB_ERR_NO_SPACE         0xDD00
+#define VLIB_ERR_EXEC_FAILED      0x3100
+#define VLIB_ERR_EXEC_TIMEOUT     0x3200
 
 VORN_BEGIN_DECLS
 

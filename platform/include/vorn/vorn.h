@@ -16,5 +16,6 @@
 #include <vorn/user.h>
 #include <vorn/volume.h>
 #include <vorn/webserver.h>
+#include <vorn/exec.h>
 
 #endif

@@ -1,0 +1,28 @@
+// Storing a new image into a slot: copy, re-encode when needed, thumbnail.
+#ifndef ARX_IMAGE_IMAGE_STORE_H
+#define ARX_IMAGE_IMAGE_STORE_H
+
+namespace arx::image {
+
+struct StoreRequest {
+    const char* dir;
+    const char* type;  // "" for wallpapers
+    const char* src;
+    const char* ext;
+    char* outPath;
+    char* outThumb;
+    char* outHd;  // wallpapers: receives the HD copy's name when given
+    int pathLen;
+    int thumbLen;
+    int hdLen;
+    int slot;
+    int thumbEdge;
+};
+
+// false (logged) when the image could not be stored; the slot may then
+// hold part of it, but the current slot has not moved.
+bool StoreImage(const StoreRequest& request);
+
+}  // namespace arx::image
+
+#endif
