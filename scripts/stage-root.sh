@@ -51,6 +51,13 @@ chmod 0755 "$scratch/root/volume1"
 chmod 0775 "$scratch/root/volume1/public"
 if [ "$(id -u)" -eq 0 ]; then chown 0:100 "$scratch/root/volume1/public"; fi
 
+# The theme file is carried out as root: root's own, written by no one
+# else.  The page loads the theme's files from /theme/, where theme.cgi's
+# links point them at the chosen theme.
+chmod 0644 "$scratch/root/usr/vorn/theme/theme.json"
+if [ "$(id -u)" -eq 0 ]; then chown -R 0:0 "$scratch/root/usr/vorn/theme"; fi
+ln -s "$scratch/root/usr/vorn/vornman/theme" "$scratch/www/theme"
+
 for program in "$build"/cgi-bin/*.cgi; do
   ln -s "$program" "$scratch/www/webapi/$(basename "$program")"
 done
