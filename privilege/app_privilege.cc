@@ -20,15 +20,17 @@ const char* KindOf(const std::string& user)
     return user.find_first_of("\\@") != std::string::npos ? "domain" : "local";
 }
 
-bool Lists(const Json::Value& list, const std::string& app)
+std::set<std::string> Ids(const Json::Value& grantable, const char* kind)
 {
-    if (!list.isArray())
-        return false;
-    for (const Json::Value& id : list) {
-        if (id.isString() && id.asString() == app)
-            return true;
+    std::set<std::string> ids;
+    const Json::Value& list = grantable.isObject() ? grantable[kind] : Json::Value::nullSingleton();
+    if (list.isArray()) {
+        for (const Json::Value& id : list) {
+            if (id.isString())
+                ids.insert(id.asString());
+        }
     }
-    return false;
+    return ids;
 }
 
 Json::Value GrantableAppsOfAScan()
@@ -40,10 +42,11 @@ Json::Value GrantableAppsOfAScan()
 
 }  // namespace
 
-AppPrivilege::AppPrivilege() : grantableApps_(GrantableAppsOfAScan())
+AppPrivilege::AppPrivilege() : AppPrivilege(GrantableAppsOfAScan())
 { }
 
-AppPrivilege::AppPrivilege(const Json::Value& grantableApps) : grantableApps_(grantableApps)
+AppPrivilege::AppPrivilege(const Json::Value& grantableApps)
+    : grantableApps_(grantableApps), local_(Ids(grantableApps, "local")), domain_(Ids(grantableApps, "domain"))
 { }
 
 AppPrivilege::~AppPrivilege() = default;
@@ -62,19 +65,24 @@ bool AppPrivilege::IsAdminUser(const std::string& user)
 
 bool AppPrivilege::IsUserHasAppPriv(const std::string& user, const std::string& app, const std::string& extra)
 {
+    const char* kind = KindOf(user);
     const Json::Value& grantable = grantableApps_;
-    const Json::Value& list = grantable.isObject() ? grantable[KindOf(user)] : Json::Value::nullSingleton();
+    const Json::Value& list = grantable.isObject() ? grantable[kind] : Json::Value::nullSingleton();
     // A user's answers are taken together, the first time: the rest of a
     // desktop's questions cost no platform call.
     const bool admin = IsAdminUser(user);
-    if (!Lists(list, app))
+    const std::set<std::string>& granted = Granted(user, extra, list);
+    const std::set<std::string>& ids = kind[0] == 'l' ? local_ : domain_;
+    if (ids.count(app) == 0)
         return admin;
-    return Granted(user, extra, list).count(app) != 0;
+    return granted.count(app) != 0;
 }
 
 const std::set<std::string>& AppPrivilege::Granted(const std::string& user, const std::string& extra,
                                                    const Json::Value& list)
 {
+    if (!list.isArray())
+        return grantedCache_[std::make_pair(user, extra)];
     const auto key = std::make_pair(user, extra);
     const auto cached = grantedCache_.find(key);
     if (cached != grantedCache_.end())

@@ -53,6 +53,8 @@ private:
     const std::set<std::string>& Granted(const std::string& user, const std::string& extra, const Json::Value& list);
 
     Json::Value grantableApps_;
+    std::set<std::string> local_;  // the grantable lists, for lookups
+    std::set<std::string> domain_;
     std::map<std::string, bool> adminCache_;
     std::map<std::pair<std::string, std::string>, std::set<std::string>> grantedCache_;
 };
