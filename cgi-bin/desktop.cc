@@ -96,6 +96,13 @@ private:
     const std::string user_;
 };
 
+// Whether the user may open the application named app.
+bool MayOpen(const JSConfigParser& parser, Visible& visible, const std::string& app)
+{
+    const Json::Value& apps = parser.AppConfig();
+    return apps.isObject() && apps.isMember(app) && IsApplication(apps[app]) && visible(app, apps[app]);
+}
+
 // The version of the documents for this session: the cache's and the
 // privileges'.
 std::string Version(const char* app, const std::string& lang)
@@ -224,24 +231,22 @@ int main()
     if (stable && WebUtils::OutputNotModifiedIfMatch(WebUtils::CreateCGIETag()))
         return 0;
 
-    // A page of its own only for an application the user may open: the
-    // desktop's documents say which (and a name no module declares never
-    // gets a cache of its own).
-    JSConfigParser desktop(lang.c_str(), false, true);
-    desktop.ParsePathFromVornman(nullptr);
-    Visible visible(desktop, user);
-    if (app != nullptr) {
-        const Json::Value& apps = desktop.AppConfig();
-        if (!apps.isObject() || !apps.isMember(appName) || !IsApplication(apps[appName]) ||
-            !visible(appName, apps[appName]))
+    // A page of its own only for an application the user may open.  A
+    // name without a cache of its own is first looked up in the desktop's
+    // documents, so that a name no module declares never gets one; once it
+    // has one, the page's documents (which hold every application) say.
+    JSConfigParser parser(lang.c_str(), false, true);
+    if (app != nullptr && JSConfigParser::GetCacheStamp(app, lang.c_str()).empty()) {
+        JSConfigParser desktop(lang.c_str(), false, true);
+        desktop.ParsePathFromVornman(nullptr);
+        Visible visible(desktop, user);
+        if (!MayOpen(desktop, visible, appName))
             return Refuse(web, "403 Forbidden", "app");
     }
-    std::unique_ptr<JSConfigParser> page;
-    if (app != nullptr) {
-        page = std::make_unique<JSConfigParser>(lang.c_str(), false, true);
-        page->ParsePathFromVornman(app);
-    }
-    JSConfigParser& parser = page ? *page : desktop;
+    parser.ParsePathFromVornman(app);
+    Visible visible(parser, user);
+    if (app != nullptr && !MayOpen(parser, visible, appName))
+        return Refuse(web, "403 Forbidden", "app");
     if (version.empty())
         version = Version(app, lang);  // built just now
     Reply reply;

@@ -143,6 +143,8 @@ extern "C" int VLIBAppPrivUserHas(const char* user, const char* app, const char*
         const Json::Value* table = CurrentTable();
         if (table == nullptr)
             return -1;
+        if (!table->isMember(app))
+            return 0;  // no entry: not allowed, whoever asks
         // Rules name users as the database spells them ("alice" for "ALICE").
         vorn::UserEntry entry;
         const vorn::Lookup lookup = vorn::FindUser(user, entry);
