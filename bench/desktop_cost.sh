@@ -9,7 +9,11 @@
 #       (session check, stamp, both cache files, the document, its ETag)
 #       against a C++ program that reads the two cache files into jsoncpp;
 #   (c) desktop.cgi answering "304 Not Modified" against a C++ program that
-#       links jsoncpp and prints a response.
+#       links jsoncpp and prints a response;
+#   (d) desktop.cgi answering the configuration of a standalone
+#       application's page (app=ID: the desktop's configuration to check the
+#       application, then the page's own) against the full desktop's, both
+#       from the cache.
 #
 # The libraries are installed stripped into a scratch prefix and every
 # program is built against it with pkg-config, as an outside program
@@ -58,19 +62,25 @@ scan=$("$work/desktop_scan_bench" --benchmark_repetitions=$((rounds >= 100 ? 20 
 floor_scan=$(awk -F, '$1 == "\"ReadAndParseConfigs_median\"" { print $4 }' <<< "$scan")
 cold_scan=$(awk -F, '$1 == "\"ColdScan_median\"" { print $4 }' <<< "$scan")
 
-# A session of alice (a login as a CGI process would run), and the cache
-# built ahead of the first request, as a package install would.
-login=$(printf 'user=alice&password=harbor-alice' |
+# A session of admin, who sees every application (a login as a CGI process
+# would run), and the cache built ahead of the first request, as a package
+# install would.
+login=$(printf 'user=admin&password=harbor-admin' |
         env REQUEST_METHOD=POST CONTENT_TYPE=application/x-www-form-urlencoded CONTENT_LENGTH=32 \
             REMOTE_ADDR=127.0.0.1 "$work/login.cgi")
 id=$(sed -n 's/^Set-Cookie: id=\([^;]*\);.*/\1/p' <<< "$login" | tr -d '\r')
 [ -n "$id" ] || { echo "bench: the login failed: $login" >&2; exit 1; }
 # The installed tool carries no run path (a system's loader finds the
 # library in its own directories).
+standalone=VORN.PAD.Bench.Module0003
 LD_LIBRARY_PATH="$libdir" "$work/prefix/sbin/js-config-cache" --warm enu > /dev/null
+LD_LIBRARY_PATH="$libdir" "$work/prefix/sbin/js-config-cache" --warm enu --app "$standalone" > /dev/null
 stamp=$(env REQUEST_METHOD=GET QUERY_STRING=part=version HTTP_COOKIE="id=$id" REMOTE_ADDR=127.0.0.1 \
           SCRIPT_NAME=/webapi/desktop.cgi "$work/desktop.cgi" | sed -n 's/.*"version":"\([^"]*\)".*/\1/p')
-[ -n "$stamp" ] || { echo "bench: desktop.cgi gave no version" >&2; exit 1; }
+app_stamp=$(env REQUEST_METHOD=GET QUERY_STRING="part=version&app=$standalone" HTTP_COOKIE="id=$id" \
+              REMOTE_ADDR=127.0.0.1 SCRIPT_NAME=/webapi/desktop.cgi "$work/desktop.cgi" |
+            sed -n 's/.*"version":"\([^"]*\)".*/\1/p')
+[ -n "$stamp" ] && [ -n "$app_stamp" ] || { echo "bench: desktop.cgi gave no version" >&2; exit 1; }
 export REQUEST_METHOD=GET HTTP_COOKIE="id=$id" REMOTE_ADDR=127.0.0.1 SCRIPT_NAME=/webapi/desktop.cgi \
        DESKTOP_LANG=enu
 
@@ -84,14 +94,16 @@ check() { # query, what the answer holds
     exit 1
   fi
 }
-config_query="part=config&lang=enu&v=$stamp"
-texts_query="part=texts&lang=enu&v=$stamp"
+config_query="part=config&lang=enu&user=admin&v=$stamp"
+texts_query="part=texts&lang=enu&user=admin&v=$stamp"
+app_query="part=config&lang=enu&user=admin&v=$app_stamp&app=$standalone"
 etag=$(QUERY_STRING="$config_query" "$work/desktop.cgi" | sed -n 's/^ETag: \(.*\)\r$/\1/p')
 [ -n "$etag" ] || { echo "bench: desktop.cgi gave no ETag" >&2; exit 1; }
 checks() {
   check "$config_query" "Module$(printf '%04d' $((modules - 1)))"
   check "$texts_query" "Application $((modules - 1))"
   HTTP_IF_NONE_MATCH="$etag" check "$config_query" "Status: 304 Not Modified"
+  check "$app_query" "ETag"
 }
 checks
 
@@ -103,12 +115,14 @@ time_programs() { # query, programs...
 times_config=$(time_programs "$config_query" "$work/floor_cache_read" "$work/desktop.cgi")
 times_texts=$(time_programs "$texts_query" "$work/floor_cache_read" "$work/desktop.cgi")
 times_304=$(HTTP_IF_NONE_MATCH="$etag" time_programs "$config_query" "$work/floor_cxx_jsoncpp" "$work/desktop.cgi")
+times_app=$(time_programs "$app_query" "$work/desktop.cgi")
 checks
 
 median_of() { sed -n "${2}p" <<< "$1" | awk '{ print $2 }'; }
 config_floor=$(median_of "$times_config" 1) config_cgi=$(median_of "$times_config" 2)
 texts_floor=$(median_of "$times_texts" 1) texts_cgi=$(median_of "$times_texts" 2)
 cxx_floor=$(median_of "$times_304" 1) not_modified=$(median_of "$times_304" 2)
+app_cgi=$(median_of "$times_app" 1)
 config_size=$(stat -c %s "$root/var/cache/js_config_parser/config/ARX.json")
 texts_size=$(stat -c %s "$root/var/cache/js_config_parser/texts/ARX_enu.json")
 
@@ -123,9 +137,13 @@ printf '  %-52s %9.1f\n' "read the two cache files into jsoncpp" "$config_floor"
   "read the two cache files into jsoncpp" "$texts_floor" \
   "desktop.cgi?part=texts from the cache (200, ETag)" "$texts_cgi" \
   "C++ program with jsoncpp" "$cxx_floor" \
-  "desktop.cgi, If-None-Match (304)" "$not_modified"
+  "desktop.cgi, If-None-Match (304)" "$not_modified" \
+  "desktop.cgi?part=config&app=$standalone (200, ETag)" "$app_cgi"
 awk -v c="$config_cgi" -v cf="$config_floor" -v t="$texts_cgi" -v tf="$texts_floor" -v n="$not_modified" \
     -v x="$cxx_floor" 'BEGIN {
   printf "  (b) configuration / floor: %.2fx, texts / floor: %.2fx (target: at most 1.30x)\n", c / cf, t / tf
   printf "  (c) 304 / C++ + jsoncpp floor: %.2fx\n", n / x
+}'
+awk -v a="$app_cgi" -v c="$config_cgi" 'BEGIN {
+  printf "  (d) standalone application / full desktop, from the cache: %.2fx\n", a / c
 }'

@@ -49,9 +49,13 @@ private:
     Json::Value& member_;
 };
 
+// The page's application names its cache: one built for an application on
+// its own port (REWRITE_APP) holds that page's filtered lists, never the
+// desktop's.
 std::string CacheKey(const char* app)
 {
-    return app == nullptr || *app == '\0' ? kDesktopKey : app;
+    const std::string page = JSConfigParserPrivate::PageApplication(app);
+    return page.empty() ? kDesktopKey : page;
 }
 
 // No exception leaves the library: the documents come from packages and
@@ -87,11 +91,12 @@ void JSConfigParserPrivate::Clear()
     standaloneCss.clear();
 }
 
-void JSConfigParserPrivate::Parse(const char* /*app*/)
+void JSConfigParserPrivate::Parse(const char* app)
 {
     ParseModuleDir("webman");
-    // Third-party packages and the page's style sheet filters join the
-    // scan here as they are built.
+    ParseThirdPartyDir("webman");
+    ProcessCSSFiles(app);
+    FilterAltPortStringFiles(app);
 }
 
 bool JSConfigParserPrivate::CacheUsable(const std::string& name)
@@ -138,13 +143,16 @@ void JSConfigParserPrivate::ParsePathFromVornman(const char* app)
             configRead = textsRead = false;
         else
             cacheKey_ = key;
+        if (configRead)
+            ResolveThirdPartyUrls();
         if (configRead && textsRead)
             return;
     }
 
     ParseModuleDir("vornman");
-    // Third-party packages and the page's style sheet filters join the
-    // scan here as they are built.
+    ParseThirdPartyDir("vornman");
+    ProcessCSSFiles(app);
+    FilterAltPortStringFiles(app);
 
     if (!cached || cache_.refused())
         return;

@@ -12,6 +12,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <vector>
 
 #include <json/reader.h>
 #include <json/value.h>
@@ -48,6 +49,24 @@ public:
     static bool LoadStandaloneCssInARX(const Json::Value& entry);
     static std::string GetURL(const char* protocol, const char* host, const char* port, const char* path);
 
+    // ---- Style sheets (css_files.cc) ----
+    void AddAdditionalCSSFiles(const std::string& id);
+    void ProcessCSSFiles(const char* app);
+    void FilterStandaloneCss();
+    void FilterAltPortCSSFiles(const std::string& app);
+    void FilterAltPortStringFiles(const char* app);
+    // The application the page is built for: app when given, else the
+    // server's REWRITE_APP, else "" (the desktop).
+    static std::string PageApplication(const char* app);
+
+    // ---- Add-on packages (third_party.cc) ----
+    void ParseThirdPartyDir(const std::string& root);
+    bool ParseThirdPartyDesktopConfig(const std::string& packageDir, const std::string& packageName);
+    bool ParseThirdPartyAppConfig(const std::string& packageDir, const std::string& packageName);
+    // The "url" of every add-on entry built again for this request's host:
+    // a cached document holds the host of the request that built it.
+    void ResolveThirdPartyUrls();
+
     // ---- Texts (module_texts.cc) ----
     void ParseTexts(const std::string& root);
     void ParseModuleTexts(const Json::Value& app, Json::Value& result);
@@ -70,6 +89,14 @@ public:
 private:
     // The absolute path of a path relative to the scan's base.
     std::string Absolute(const std::string& relative) const { return scanBase_ + "/" + relative; }
+    // The names of the directories (and links to directories inside the
+    // web root) below parent, in name order; links out are logged.
+    std::vector<std::string> PackageDirectories(const arx::jsconfig::WebDirectory& parent,
+                                                const std::string& relativeDir);
+    void AddAdditionalCSSFiles(const std::string& id, const arx::jsconfig::WebDirectory& dir);
+    // desktop.cfg or application.cfg of a package.
+    enum class AddOnFile { kDesktop, kApplication };
+    bool ParseThirdPartyConfig(const std::string& packageDir, const std::string& packageName, AddOnFile kind);
     // One module, its directory open.
     bool ParseModule(const std::string& moduleDir, const arx::jsconfig::WebDirectory& dir);
     // Reads and parses a module's config file (or a debug config) into

@@ -51,32 +51,6 @@ void LogConfigError(const std::string& configPath, const std::string& errors)
     VLIBCLog(LOG_ERR, "%s:%d %s: %s\n", kJSConfigParserLogSource, __LINE__, configPath.c_str(), errors.c_str());
 }
 
-// The entries of a directory but "." and "..", in byte order of their
-// names: which of two modules wins an id does not depend on the file
-// system.
-std::vector<std::pair<std::string, unsigned char>> SortedEntries(const arx::jsconfig::WebDirectory& dir)
-{
-    std::vector<std::pair<std::string, unsigned char>> entries;
-    DIR* listing = opendir(dir.path().c_str());
-    if (listing == nullptr)
-        return entries;
-    while (const dirent* entry = readdir(listing)) {
-        if (strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0)
-            entries.emplace_back(entry->d_name, entry->d_type);
-    }
-    closedir(listing);
-    std::sort(entries.begin(), entries.end());
-    return entries;
-}
-
-unsigned char TypeOf(const arx::jsconfig::WebDirectory& dir, const std::string& name)
-{
-    struct stat st;
-    if (!dir.Status(name, st, AT_SYMLINK_NOFOLLOW))
-        return DT_UNKNOWN;
-    return S_ISDIR(st.st_mode) ? DT_DIR : S_ISLNK(st.st_mode) ? DT_LNK : DT_REG;
-}
-
 std::string Stamp(time_t time)
 {
     return std::to_string(static_cast<long long>(time));
@@ -114,17 +88,8 @@ void JSConfigParserPrivate::ParseModuleDir(const std::string& root)
     scanBase_ = arx::jsconfig::BaseFor(root);
     const std::string relativeDir = root == "vornman" ? "webman/modules" : "modules";
     const arx::jsconfig::WebDirectory modules(Absolute(relativeDir));
-    for (const auto& [name, listedType] : SortedEntries(modules)) {
-        const std::string moduleDir = relativeDir + "/" + name;
-        const unsigned char type = listedType == DT_UNKNOWN ? TypeOf(modules, name) : listedType;
-        if (type != DT_DIR && type != DT_LNK)
-            continue;
-        if (type == DT_LNK && !arx::jsconfig::ResolvesInsideWebRoot(Absolute(moduleDir))) {
-            LogSkip(moduleDir, kLinkOut);
-            continue;
-        }
-        ParseModule(moduleDir, arx::jsconfig::WebDirectory(modules, name));
-    }
+    for (const std::string& name : PackageDirectories(modules, relativeDir))
+        ParseModule(relativeDir + "/" + name, arx::jsconfig::WebDirectory(modules, name));
 }
 
 JSConfigParserPrivate::ConfigRead JSConfigParserPrivate::ReadModuleConfig(const arx::jsconfig::WebDirectory& dir,
@@ -155,6 +120,22 @@ JSConfigParserPrivate::ConfigRead JSConfigParserPrivate::ReadModuleConfig(const 
         return ConfigRead::kRefused;
     }
     return ConfigRead::kParsed;
+}
+
+std::vector<std::string> JSConfigParserPrivate::PackageDirectories(const arx::jsconfig::WebDirectory& parent,
+                                                                   const std::string& relativeDir)
+{
+    std::vector<std::string> names;
+    for (const auto& [name, type] : arx::jsconfig::SortedEntries(parent)) {
+        if (type != DT_DIR && type != DT_LNK)
+            continue;
+        if (type == DT_LNK && !arx::jsconfig::ResolvesInsideWebRoot(Absolute(relativeDir + "/" + name))) {
+            LogSkip(relativeDir + "/" + name, kLinkOut);
+            continue;
+        }
+        names.push_back(name);
+    }
+    return names;
 }
 
 bool JSConfigParserPrivate::ParserJSConfig(const std::string& moduleDir)
@@ -266,10 +247,12 @@ void JSConfigParserPrivate::RegisterEntries(const std::string& moduleDir, const 
             std::string langDir;
             if (entry.isMember("texts"))
                 langDir = LanguageDirectory(moduleDir, dir, id, Member(entry, "texts"));
-            // The entry's additional style sheets join here with the
-            // style sheet processing of the page.
-            if (type == "standalone" || type == "app" || type == "common_lib" || type == "url" || type == "legacy")
+            if (type == "standalone" || type == "app" || type == "common_lib") {
                 appConfig[id] = std::move(entry);
+                AddAdditionalCSSFiles(id, dir);
+            } else if (type == "url" || type == "legacy") {
+                appConfig[id] = std::move(entry);
+            }
             if (!langDir.empty()) {
                 texts[id] = langDir;
                 // An entry of another type stands in appConfig with this

@@ -1,11 +1,14 @@
 #include "jsconfig/web_root.h"
 
+#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
+
+#include <algorithm>
 
 #include <vorn/root.h>
 
@@ -153,6 +156,26 @@ int WebDirectory::OpenFile(const std::string& relative, struct stat& st) const
         return -1;
     }
     return fd;
+}
+
+std::vector<std::pair<std::string, unsigned char>> SortedEntries(const WebDirectory& dir)
+{
+    std::vector<std::pair<std::string, unsigned char>> entries;
+    DIR* listing = opendir(dir.path().c_str());
+    if (listing == nullptr)
+        return entries;
+    while (const dirent* entry = readdir(listing)) {
+        if (strcmp(entry->d_name, ".") == 0 || strcmp(entry->d_name, "..") == 0)
+            continue;
+        unsigned char type = entry->d_type;
+        struct stat st;
+        if (type == DT_UNKNOWN && dir.Status(entry->d_name, st, AT_SYMLINK_NOFOLLOW))
+            type = S_ISDIR(st.st_mode) ? DT_DIR : S_ISLNK(st.st_mode) ? DT_LNK : DT_REG;
+        entries.emplace_back(entry->d_name, type);
+    }
+    closedir(listing);
+    std::sort(entries.begin(), entries.end());
+    return entries;
 }
 
 }  // namespace arx::jsconfig

@@ -11,6 +11,8 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace arx::jsconfig {
 
@@ -71,6 +73,12 @@ private:
     int fd_;
     bool owned_;
 };
+
+// The entries of a directory but "." and "..", in byte order of their
+// names (so which of two modules wins an id does not depend on the file
+// system), each with its type (DT_DIR, DT_LNK, DT_REG or DT_UNKNOWN; a
+// link's own).
+std::vector<std::pair<std::string, unsigned char>> SortedEntries(const WebDirectory& dir);
 
 }  // namespace arx::jsconfig
 

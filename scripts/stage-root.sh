@@ -58,6 +58,13 @@ ln -sfn /usr/bin/convert "$scratch/root/usr/bin/convert"
 ln -sfn /bin/cp "$scratch/root/bin/cp"
 cp "$source_dir/etc/ImageMagick-6/policy.xml" "$scratch/root/etc/ImageMagick-6/policy.xml"
 
+# The theme file is carried out as root: root's own, written by no one
+# else.  The page loads the theme's files from /theme/, where theme.cgi's
+# links point them at the chosen theme.
+chmod 0644 "$scratch/root/usr/vorn/theme/theme.json"
+if [ "$(id -u)" -eq 0 ]; then chown -R 0:0 "$scratch/root/usr/vorn/theme"; fi
+ln -s "$scratch/root/usr/vorn/vornman/theme" "$scratch/www/theme"
+
 for program in "$build"/cgi-bin/*.cgi; do
   ln -s "$program" "$scratch/www/webapi/$(basename "$program")"
 done

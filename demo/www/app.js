@@ -82,6 +82,7 @@ async function showSession() {
   await showDesktop();
   await showSettings(who);
   await showImages(who);
+  await showThemes(who);
 }
 
 // The desktop's applications: the version first, then the documents of
@@ -96,20 +97,26 @@ function textOf(texts, id, reference) {
   return texts[id]?.[reference.slice(0, colon)]?.[reference.slice(colon + 1)] ?? "";
 }
 
+// An add-on's title is its text itself; a module's, a text reference.
+function titleOf(texts, id, title) {
+  if (typeof title === "string" && title !== "" && !title.includes(":")) return title;
+  return textOf(texts, id, title) || id;
+}
+
 async function showDesktop() {
   const versionReply = await fetch("/webapi/desktop.cgi?part=version");
   if (refusal(versionReply) !== "" || !versionReply.ok) {
     show("desktop-section", false);
     return;
   }
-  const { lang, version } = await versionReply.json();
-  const query = new URLSearchParams({ lang, v: version }).toString();
+  const { lang, user, version } = await versionReply.json();
+  const query = new URLSearchParams({ lang, user, v: version }).toString();
   const [config, texts] = await Promise.all(
     ["config", "texts"].map(async (part) => (await fetch(`/webapi/desktop.cgi?part=${part}&${query}`)).json()),
   );
   const apps = Object.entries(config.apps ?? {})
     .filter(([, entry]) => shownTypes.has(entry?.type))
-    .map(([id, entry]) => ({ id, type: entry.type, title: textOf(texts.texts ?? {}, id, entry.title) || id }))
+    .map(([id, entry]) => ({ id, type: entry.type, title: titleOf(texts.texts ?? {}, id, entry.title) }))
     .sort((a, b) => a.title.localeCompare(b.title));
   const list = document.getElementById("desktop-apps");
   list.replaceChildren(

@@ -2,6 +2,7 @@
 #ifndef ARX_ARX_H
 #define ARX_ARX_H
 
+#include <arx/app_privilege.h>
 #include <arx/csp_rule.h>
 #include <arx/form_handler.h>
 #include <arx/form_validator.h>
@@ -14,6 +15,7 @@
 #include <arx/security_options.h>
 #include <arx/string_bundle.h>
 #include <arx/string_parser.h>
+#include <arx/theme_helper.h>
 #include <arx/vorn_conf.h>
 #include <arx/webman.h>
 #include <arx/webutils.h>

@@ -57,11 +57,11 @@ protected:
 TEST_F(DesktopTest, FirstRequestCacheNotModifiedAndClear)
 {
     const HttpResponse login = Post(appliance_.Url("/webapi/login.cgi"), "application/x-www-form-urlencoded",
-                                    "user=alice&password=harbor-alice&language=ger");
-    const std::vector<std::string> alice = {"Cookie: id=" + SetCookieValue(login, "id")};
+                                    "user=admin&password=harbor-admin&language=ger");
+    const std::vector<std::string> admin = {"Cookie: id=" + SetCookieValue(login, "id")};
 
     // First request: the version, which builds the cache.
-    const HttpResponse first = Desktop("part=version", alice);
+    const HttpResponse first = Desktop("part=version", admin);
     ASSERT_EQ(first.status, 200) << first.body;
     EXPECT_TRUE(first.Header("Cache-control") == "no-store" && first.Header("ETag").empty());
     const Json::Value version = ParseJson(first.body);
@@ -70,8 +70,8 @@ TEST_F(DesktopTest, FirstRequestCacheNotModifiedAndClear)
     ASSERT_FALSE(v.empty());
     EXPECT_TRUE(Cached("config/ARX.json") && Cached("texts/ARX_ger.json"));
 
-    const std::string query = "part=config&lang=ger&v=" + v;
-    const HttpResponse config = Desktop(query, alice);
+    const std::string query = "part=config&lang=ger&user=admin&v=" + v;
+    const HttpResponse config = Desktop(query, admin);
     ASSERT_EQ(config.status, 200) << config.body;
     const std::string etag = config.Header("ETag");
     EXPECT_FALSE(etag.empty());
@@ -85,21 +85,21 @@ TEST_F(DesktopTest, FirstRequestCacheNotModifiedAndClear)
     const std::string archive = appliance_.RootPath("/usr/vorn/vornman/webman/modules/Archive");
     std::filesystem::create_directories(archive);
     std::ofstream(archive + "/config") << R"({".url": {"VORN.PAD.App.Archive": {"type": "app"}}})";
-    const HttpResponse cached = Desktop(query, alice);
+    const HttpResponse cached = Desktop(query, admin);
     EXPECT_TRUE(cached.body == config.body && cached.Header("ETag") == etag);
-    const Json::Value texts = ParseJson(Desktop("part=texts&lang=ger&v=" + v, alice).body)["texts"];
+    const Json::Value texts = ParseJson(Desktop("part=texts&lang=ger&user=admin&v=" + v, admin).body)["texts"];
     EXPECT_EQ(texts["VORN.PAD.App.FileBrowser"]["app"]["title"], "Dateibrowser");
-    const HttpResponse unknown = Desktop("part=everything", alice);
+    const HttpResponse unknown = Desktop("part=everything", admin);
     EXPECT_TRUE(unknown.status == 400 && ParseJson(unknown.body)["error"] == "part") << unknown.body;
 
     // The tag of the current version: 304, nothing else; only exactly that
     // tag, and only for a session.
-    std::vector<std::string> conditional = alice;
+    std::vector<std::string> conditional = admin;
     conditional.push_back("If-None-Match: " + etag);
     const HttpResponse notModified = Desktop(query, conditional);
     EXPECT_EQ(notModified.status, 304);
     EXPECT_TRUE(notModified.Header("ETag") == etag && notModified.body.empty());
-    EXPECT_EQ(Desktop(query, {alice[0], "If-None-Match: \"" + etag + "\""}).status, 200) << "the tag compares exactly";
+    EXPECT_EQ(Desktop(query, {admin[0], "If-None-Match: \"" + etag + "\""}).status, 200) << "the tag compares exactly";
     EXPECT_EQ(Desktop(query, {"If-None-Match: " + etag}).Header("x-request-error"), "unauth") << "no session";
 
     // The package tool clears the cache: the same URL and tag get the

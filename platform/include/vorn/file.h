@@ -13,6 +13,7 @@
 #define VORN_FILE_H
 
 #include <vorn/export.h>
+#include <vorn/hash.h>
 
 /* The system configuration and its factory defaults (before root mapping). */
 #define VORN_INFO_FILE "/etc/vorninfo.conf"
@@ -69,6 +70,17 @@ VORN_EXPORT int VLIBCFileGetSectionValue(const char *file, const char *section,
  * missing), or -1 when the file cannot be read or an argument is bad. */
 VORN_EXPORT int VLIBCFileEnumSection(const char *file, const char *section,
                                      VLIBCKeyValueVisitor visit, void *context);
+
+/* Reads every key="value" line of a key-value file into hash (a key set
+ * twice keeps its last value; keys already in the hash stay unless the file
+ * sets them).  A file larger than VLIB_PAIR_LARGEST_FILE, or with a line
+ * longer than VLIB_PAIR_LONGEST_LINE bytes or holding a control character
+ * other than a tab (a binary file), is refused whole.  Returns the number
+ * of key lines read, or -1 (the file cannot be read: VLIB_ERR_OPEN_FAILED;
+ * refused: VLIB_ERR_FORMAT; a missing argument). */
+#define VLIB_PAIR_LARGEST_FILE 65536
+#define VLIB_PAIR_LONGEST_LINE 4096
+VORN_EXPORT int VLIBCFileGetPair(const char *file, VLIBSZHASH *hash);
 
 VORN_END_DECLS
 

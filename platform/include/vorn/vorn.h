@@ -2,6 +2,7 @@
 #ifndef VORN_VORN_H
 #define VORN_VORN_H
 
+#include <vorn/app_privilege.h>
 #include <vorn/cgi.h>
 #include <vorn/err.h>
 #include <vorn/file.h>

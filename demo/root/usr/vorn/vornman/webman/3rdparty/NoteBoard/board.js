@@ -1,0 +1,1 @@
+// The note board add-on.
