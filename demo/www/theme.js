@@ -11,6 +11,11 @@ function postJson(url, body) {
   });
 }
 
+// The theme's files keep their names when an administrator switches the
+// theme: the page asks for the style sheet afresh on every visit, so that
+// no browser keeps the last theme's.
+document.getElementById("theme-style").href = `theme/desktop.css?t=${Date.now()}`;
+
 async function showThemes(who) {
   const form = document.getElementById("theme-form");
   form.hidden = !who.is_admin;
