@@ -2,6 +2,7 @@
 // the parent leaks into the child, time limits end whole process groups,
 // and a switched process's child cannot take root back.
 
+#include <signal.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -97,6 +98,17 @@ TEST(Exec, TheTimeLimitEndsTheWholeProcessGroup)
     }
     const std::string state = access(stat.c_str(), F_OK) == 0 ? arx_testing::ReadWholeFile(stat) : ") Z";
     EXPECT_NE(state.find(") Z"), std::string::npos) << "the grandchild lives on: " << state;
+}
+
+TEST(Exec, AnUnknownEndIsAFailureNotSuccess)
+{
+    const arx_testing::ChildResult child = arx_testing::RunInChild([] {
+        signal(SIGCHLD, SIG_IGN);
+        _exit(VLIBCExec("/bin/sh", "-c", "exit 0", nullptr) == -1 ? 0 : 1);
+    });
+    EXPECT_EQ(child.exitStatus, 0);
+    EXPECT_EQ(arx_testing::WithoutLineNumbers(child.logLines),
+              std::vector<std::string>{"spawn:# cannot learn how /bin/sh ended"});
 }
 
 TEST(Exec, OutputNeverReachesTheParentsStandardOutput)
