@@ -135,7 +135,7 @@ void Supervise(pid_t pid, int pidfd, Pipe& output, Pipe& error, const SpawnReque
         if (errorOpen && (fds[1].revents & (POLLIN | POLLHUP | POLLERR)))
             errorOpen = Drain(error.read, errorText, kErrorKept);
         if (!exited) {
-            siginfo_t info{};
+            siginfo_t info {};
             const int found = waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOHANG | WNOWAIT);
             // ECHILD: SIGCHLD is ignored and the system reaped it already.
             exited = (found == 0 && info.si_pid == pid) || (found < 0 && errno == ECHILD);
@@ -170,10 +170,9 @@ bool Spawn(const SpawnRequest& request, SpawnResult& result)
         ChildIdentity identity;
         if (!identity.ok())
             return false;
-        spawnError = posix_spawn(&pid, request.program, attributes.actions(), attributes.attr(),
-                                 const_cast<char* const*>(request.argv),
-                                 const_cast<char* const*>(request.environment != nullptr ? request.environment
-                                                                                        : kPlainEnvironment));
+        spawnError = posix_spawn(
+            &pid, request.program, attributes.actions(), attributes.attr(), const_cast<char* const*>(request.argv),
+            const_cast<char* const*>(request.environment != nullptr ? request.environment : kPlainEnvironment));
     }
     if (spawnError != 0) {
         errno = spawnError;
