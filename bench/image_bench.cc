@@ -73,8 +73,9 @@ void Direct(const std::string& root, const std::string& picture)
     Run(root + "/bin/cp", {"/bin/cp", "-f", picture, image}, env);
     Run(tool, {"/usr/bin/convert", image, "-verbose", "info:"}, env);
     Run(tool, {"/usr/bin/convert", image, "-strip", "-interlace", "plane", image}, env);
-    Run(tool, {"/usr/bin/convert", "-size", "160x160", "-thumbnail", "160x160", "-quality", "90", "-unsharp",
-               "0.5x0.5+1.25+0.0", image, dir + "logo1thumb.jpg"},
+    Run(tool,
+        {"/usr/bin/convert", "-size", "160x160", "-thumbnail", "160x160", "-quality", "90", "-unsharp",
+         "0.5x0.5+1.25+0.0", image, dir + "logo1thumb.jpg"},
         env);
 }
 
@@ -101,7 +102,7 @@ int main(int argc, char** argv)
         }
         printf("%.0f\n", NowUs() - start);
     }
-    rusage usage{};
+    rusage usage {};
     getrusage(RUSAGE_CHILDREN, &usage);
     fprintf(stderr, "peak_kib %ld\n", usage.ru_maxrss);
     return 0;

@@ -47,8 +47,8 @@ bool TakeUpload(WebMan& web, bool (*sizeAllowed)(const char*), Upload& upload)
     const size_t dot = name.rfind('.');
     upload.ext = dot == std::string::npos ? "" : name.substr(dot);
     const char* refusal = !ImageSelectorUtils::CheckFileType(upload.ext.c_str()) ? "file_type"
-                          : !sizeAllowed(path)                                    ? "too_large"
-                                                                                  : nullptr;
+                          : !sizeAllowed(path)                                   ? "too_large"
+                                                                                 : nullptr;
     if (refusal == nullptr)
         return true;
     unlink(path);

@@ -85,7 +85,8 @@ int Add(WebMan& web)
     if (!TakeUpload(web, ImageSelectorUtils::CheckBackgroundFileSize, upload))
         return 0;
     const char* type = TypeOf(web.In("type", ""));
-    const bool fits = type != nullptr && (strcmp(type, "logo") != 0 || ImageSelectorUtils::CheckLogoFileSize(upload.path.c_str()));
+    const bool fits =
+        type != nullptr && (strcmp(type, "logo") != 0 || ImageSelectorUtils::CheckLogoFileSize(upload.path.c_str()));
     char path[4096], thumb[4096];
     const bool added = fits && ImageSelectorUtils::AddLoginHistory(type, upload.path.c_str(), upload.ext.c_str(), path,
                                                                    thumb, sizeof path, sizeof thumb);
@@ -116,8 +117,8 @@ int main()
         char ext[8];
         Json::Value reply(Json::objectValue);
         reply["success"] = true;
-        reply["exists"] =
-            ImageSelectorUtils::GetLoginFileExtByIndex(ImageSelectorUtils::GetLoginIndexKey(type), type, ext, sizeof ext);
+        reply["exists"] = ImageSelectorUtils::GetLoginFileExtByIndex(ImageSelectorUtils::GetLoginIndexKey(type), type,
+                                                                     ext, sizeof ext);
         return AnswerJson(web, reply);
     }
     if ((!reading && AnsweredUnlessPost(web)) || !web.IsAuthorized(nullptr, VORN_AUTH_ADMIN, CGI_POSITION_DESKTOP))

@@ -39,7 +39,8 @@ bool Choose(const std::string& user, int slot)
 {
     char path[4096];
     const std::string dir = WallpaperDir(user);
-    if (dir.empty() || !ImageSelectorUtils::GetFilePathByIndex(dir.c_str(), slot, "", false, path, sizeof path, false) ||
+    if (dir.empty() ||
+        !ImageSelectorUtils::GetFilePathByIndex(dir.c_str(), slot, "", false, path, sizeof path, false) ||
         !ImageSelectorUtils::SetDesktopIndexKey(user, slot))
         return false;
     Json::Value settings;
@@ -83,7 +84,8 @@ int Picture(WebMan& web, const std::string& user)
     const std::string dir = WallpaperDir(user);
     char path[4096];
     if (slot < 0 || (kind != "thumb" && kind != "image" && kind != "hd") || dir.empty() ||
-        !ImageSelectorUtils::GetFilePathByIndex(dir.c_str(), slot, "", kind == "thumb", path, sizeof path, kind == "hd"))
+        !ImageSelectorUtils::GetFilePathByIndex(dir.c_str(), slot, "", kind == "thumb", path, sizeof path,
+                                                kind == "hd"))
         web.ResponseNotFound();
     return AnswerPicture(web, path);
 }
@@ -94,8 +96,8 @@ int Add(WebMan& web, const std::string& user)
     if (!TakeUpload(web, ImageSelectorUtils::CheckBackgroundFileSize, upload))
         return 0;
     char path[4096], thumb[4096];
-    const bool added = ImageSelectorUtils::AddDesktopHistory(user, upload.path.c_str(), upload.ext.c_str(), path,
-                                                             thumb, sizeof path, sizeof thumb);
+    const bool added = ImageSelectorUtils::AddDesktopHistory(user, upload.path.c_str(), upload.ext.c_str(), path, thumb,
+                                                             sizeof path, sizeof thumb);
     unlink(upload.path.c_str());
     const int slot = ImageSelectorUtils::GetDesktopIndexKey(user);
     if (!added || !Choose(user, slot))

@@ -31,15 +31,15 @@ void Put(char* out, int size, const std::string& text)
 
 bool ArgumentsUsable(const StoreRequest& r)
 {
-    const char* wrong = r.dir == nullptr                      ? "Dir is null"
+    const char* wrong = r.dir == nullptr                            ? "Dir is null"
                         : r.type == nullptr || !IsPlainType(r.type) ? "Wrong type."
-                        : r.src == nullptr                    ? "Wrong file path."
-                        : KnownExtension(r.ext) == nullptr    ? "Wrong file extension."
-                        : r.outPath == nullptr                ? "Wrong return path."
-                        : r.outThumb == nullptr               ? "Wrong return thumb path."
-                        : r.pathLen < 1                       ? "Wrong Path length."
-                        : r.thumbLen < 1                      ? "Wrong Thumb Path length."
-                                                              : nullptr;
+                        : r.src == nullptr                          ? "Wrong file path."
+                        : KnownExtension(r.ext) == nullptr          ? "Wrong file extension."
+                        : r.outPath == nullptr                      ? "Wrong return path."
+                        : r.outThumb == nullptr                     ? "Wrong return thumb path."
+                        : r.pathLen < 1                             ? "Wrong Path length."
+                        : r.thumbLen < 1                            ? "Wrong Thumb Path length."
+                                                                    : nullptr;
     if (wrong != nullptr)
         VLIBCLog(LOG_ERR, "%s:%d %s", S, __LINE__, wrong);
     return wrong == nullptr;
@@ -64,7 +64,7 @@ bool ContentMatches(const char* src, const std::string& ext)
 
 int Reencode(const std::string& from, const std::string& to, bool small)
 {
-    std::vector<std::string> args{AsFileArgument(from.c_str()), "-strip", "-interlace", "plane"};
+    std::vector<std::string> args {AsFileArgument(from.c_str()), "-strip", "-interlace", "plane"};
     if (small)
         args.insert(args.end(), {"-quality", "25", "-define", "jpeg:extent=256KB"});
     args.push_back(AsFileArgument(to.c_str()));
@@ -159,10 +159,16 @@ void MakeThumbnail(const StoreRequest& r, const std::string& image, const std::s
     Put(r.outThumb, r.thumbLen, thumb);
     char size[32];
     snprintf(size, sizeof size, "%dx%d", r.thumbEdge, r.thumbEdge);
-    const std::vector<std::string> args{"-size",    size, "-thumbnail",
-                                        size,       "-quality", "90",
-                                        "-unsharp", "0.5x0.5+1.25+0.0", AsFileArgument(image.c_str()),
-                                        AsFileArgument(thumb.c_str())};
+    const std::vector<std::string> args {"-size",
+                                         size,
+                                         "-thumbnail",
+                                         size,
+                                         "-quality",
+                                         "90",
+                                         "-unsharp",
+                                         "0.5x0.5+1.25+0.0",
+                                         AsFileArgument(image.c_str()),
+                                         AsFileArgument(thumb.c_str())};
     if (RunImageTool(S, image.c_str(), args) != 0)
         VLIBCLog(LOG_ERR, "%s:%d Fail to execute %s, %s %s", S, __LINE__, kImageTool, image.c_str(), thumb.c_str());
 }

@@ -92,8 +92,8 @@ TEST_F(ImageTest, IsGifReadsSixCharactersAfterBlanks)
     arx_testing::LogCapture log;
     EXPECT_FALSE(ImageUtils::IsGif(root_.Path("/missing").c_str()));
     EXPECT_EQ(arx_testing::WithoutLineNumbers(log.texts()),
-              std::vector<std::string>{"image_utils:# Failed to open file, path=[" + root_.Path("/missing") +
-                                       "] err=[No such file or directory]"});
+              std::vector<std::string> {"image_utils:# Failed to open file, path=[" + root_.Path("/missing") +
+                                        "] err=[No such file or directory]"});
 }
 
 TEST_F(ImageTest, SignaturesAndExtensions)
@@ -125,9 +125,17 @@ TEST_F(ImageTest, SignaturesAndExtensions)
         bool known;
         const char* stored;
     } exts[] = {
-        {".jpg", true, ".jpg"}, {".JPEG", true, ".jpeg"}, {".Jpe", true, ".jpe"},  {".bmp", true, ".bmp"},
-        {".GIF", true, ".gif"}, {".png", true, ".png"},   {"jpg", false, "jpg"},   {".svg", false, ".svg"},
-        {".jpg ", false, ".jpg "}, {"", false, ""},       {".averylongone", false, ".averyl"},
+        {".jpg", true, ".jpg"},
+        {".JPEG", true, ".jpeg"},
+        {".Jpe", true, ".jpe"},
+        {".bmp", true, ".bmp"},
+        {".GIF", true, ".gif"},
+        {".png", true, ".png"},
+        {"jpg", false, "jpg"},
+        {".svg", false, ".svg"},
+        {".jpg ", false, ".jpg "},
+        {"", false, ""},
+        {".averylongone", false, ".averyl"},
     };
     for (const Ext& e : exts) {
         EXPECT_EQ(ImageSelectorUtils::CheckFileType(e.ext), e.known) << e.ext;
@@ -138,16 +146,19 @@ TEST_F(ImageTest, SignaturesAndExtensions)
     struct Type {
         const char* type;
         bool plain;
-    } types[] = {{"background", true}, {"logo_2-x", true}, {"", true},        {"-size", false},
-                 {"../x", false},       {"a b", false},     {"a%d", false},   {"a;b", false}};
+    } types[] = {{"background", true}, {"logo_2-x", true}, {"", true},     {"-size", false},
+                 {"../x", false},      {"a b", false},     {"a%d", false}, {"a;b", false}};
     for (const Type& t : types)
         EXPECT_EQ(IsPlainType(t.type), t.plain) << t.type;
 
     struct Arg {
         const char* path;
         const char* argument;
-    } args[] = {{"/up/-x.jpg", "/up/-x.jpg"}, {"-x.jpg", "./-x.jpg"},  {"msl:x.jpg", "./msl:x.jpg"},
-                {"a/b:c.jpg", "a/b:c.jpg"},   {"a b;'c\".jpg", "a b;'c\".jpg"}};
+    } args[] = {{"/up/-x.jpg", "/up/-x.jpg"},
+                {"-x.jpg", "./-x.jpg"},
+                {"msl:x.jpg", "./msl:x.jpg"},
+                {"a/b:c.jpg", "a/b:c.jpg"},
+                {"a b;'c\".jpg", "a b;'c\".jpg"}};
     for (const Arg& a : args)
         EXPECT_EQ(AsFileArgument(a.path), a.argument) << a.path;
 }
@@ -166,15 +177,14 @@ TEST_F(ImageTest, ASlotsFileIsFoundInTheOrderOfTheExtensions)
         const char* found;  // nullptr: none
     } cases[] = {
         {3, false, false, "/logo3.gif"},  // .gif comes before .png
-        {3, true, false, "/logo3thumb.bmp"},
-        {3, false, true, nullptr},
-        {0, false, false, nullptr},      // the search is by the lower-case names
-        {-2, false, false, nullptr},     // slot 0
+        {3, true, false, "/logo3thumb.bmp"}, {3, false, true, nullptr},
+        {0, false, false, nullptr},  // the search is by the lower-case names
+        {-2, false, false, nullptr},  // slot 0
         {4, false, false, nullptr},
     };
     for (const Case& c : cases) {
-        const bool found = ImageSelectorUtils::GetFilePathByIndex(dir.c_str(), c.index, "logo", c.thumb, out,
-                                                                  sizeof out, c.hd);
+        const bool found =
+            ImageSelectorUtils::GetFilePathByIndex(dir.c_str(), c.index, "logo", c.thumb, out, sizeof out, c.hd);
         EXPECT_EQ(found, c.found != nullptr) << c.index;
         if (found && c.found != nullptr) {
             EXPECT_EQ(out, dir + c.found);
@@ -192,10 +202,10 @@ TEST_F(ImageTest, ASlotsFileIsFoundInTheOrderOfTheExtensions)
     EXPECT_FALSE(ImageSelectorUtils::GetFilePathByIndex(dir.c_str(), 0, "logo", false, out, 0, false));
     EXPECT_FALSE(ImageSelectorUtils::RemoveLoginHistoryIfExist("logo", -1));
     EXPECT_EQ(arx_testing::WithoutLineNumbers(log.texts()),
-              (std::vector<std::string>{"image_selector_utils:# Dir is null", "image_selector_utils:# Wrong type.",
-                                        "image_selector_utils:# Wrong return extension.",
-                                        "image_selector_utils:# Wrong extension size.",
-                                        "image_selector_utils:# Wrong index."}));
+              (std::vector<std::string> {"image_selector_utils:# Dir is null", "image_selector_utils:# Wrong type.",
+                                         "image_selector_utils:# Wrong return extension.",
+                                         "image_selector_utils:# Wrong extension size.",
+                                         "image_selector_utils:# Wrong index."}));
 
     EXPECT_TRUE(ImageSelectorUtils::RemoveLoginHistoryIfExist("logo", 3));
     EXPECT_FALSE(ImageSelectorUtils::GetFilePathByIndex(dir.c_str(), 3, "logo", true, out, sizeof out, false));
@@ -208,12 +218,8 @@ TEST_F(ImageTest, SizeLimitsAtTheirBoundaries)
         size_t size;
         bool logo, background, compress;
     } cases[] = {
-        {0, true, true, false},
-        {1048576, true, true, false},
-        {1048577, false, true, false},
-        {2097152, false, true, false},
-        {2097153, false, true, true},
-        {26214400, false, true, true},
+        {0, true, true, false},         {1048576, true, true, false}, {1048577, false, true, false},
+        {2097152, false, true, false},  {2097153, false, true, true}, {26214400, false, true, true},
         {26214401, false, false, true},
     };
     for (const Case& c : cases) {
@@ -226,8 +232,8 @@ TEST_F(ImageTest, SizeLimitsAtTheirBoundaries)
     arx_testing::LogCapture log;
     EXPECT_FALSE(ImageSelectorUtils::CheckLogoFileSize(root_.Path("/none").c_str()));
     EXPECT_EQ(arx_testing::WithoutLineNumbers(log.texts()),
-              std::vector<std::string>{"image_selector_utils:# stat " + root_.Path("/none") +
-                                       " failed. (No such file or directory)"});
+              std::vector<std::string> {"image_selector_utils:# stat " + root_.Path("/none") +
+                                        " failed. (No such file or directory)"});
 }
 
 TEST_F(ImageTest, CommandLinesOfEveryWayToStoreAnImage)
@@ -242,50 +248,78 @@ TEST_F(ImageTest, CommandLinesOfEveryWayToStoreAnImage)
         const char* path;
         const char* thumb;
     } cases[] = {
-        {"a background is always re-encoded", "background", kPng, ".PNG",
+        {"a background is always re-encoded",
+         "background",
+         kPng,
+         ".PNG",
          {"cp -f /up/f /usr/vorn/etc/login_image/background1.png",
           "convert /usr/vorn/etc/login_image/background1.png -strip -interlace plane "
           "/usr/vorn/etc/login_image/background1.jpg",
           "convert -size 160x160 -thumbnail 160x160 -quality 90 -unsharp 0.5x0.5+1.25+0.0 "
           "/usr/vorn/etc/login_image/background1.jpg /usr/vorn/etc/login_image/background1thumb.jpg"},
-         "/usr/vorn/etc/login_image/background1.jpg", "/usr/vorn/etc/login_image/background1thumb.jpg"},
-        {"a small logo is only thumbnailed", "logo", kPng, ".png",
+         "/usr/vorn/etc/login_image/background1.jpg",
+         "/usr/vorn/etc/login_image/background1thumb.jpg"},
+        {"a small logo is only thumbnailed",
+         "logo",
+         kPng,
+         ".png",
          {"cp -f /up/f /usr/vorn/etc/login_image/logo1.png",
           "convert -size 160x160 -thumbnail 160x160 -quality 90 -unsharp 0.5x0.5+1.25+0.0 "
           "/usr/vorn/etc/login_image/logo1.png /usr/vorn/etc/login_image/logo1thumb.png"},
-         "/usr/vorn/etc/login_image/logo1.png", "/usr/vorn/etc/login_image/logo1thumb.png"},
-        {"a large opaque logo becomes a JPEG, its thumbnail keeps the extension", "logo", kPng + big, ".png",
+         "/usr/vorn/etc/login_image/logo1.png",
+         "/usr/vorn/etc/login_image/logo1thumb.png"},
+        {"a large opaque logo becomes a JPEG, its thumbnail keeps the extension",
+         "logo",
+         kPng + big,
+         ".png",
          {"cp -f /up/f /usr/vorn/etc/login_image/logo1.png",
           "convert /usr/vorn/etc/login_image/logo1.png -verbose info:",
           "convert /usr/vorn/etc/login_image/logo1.png -strip -interlace plane /usr/vorn/etc/login_image/logo1.jpg",
           "convert -size 160x160 -thumbnail 160x160 -quality 90 -unsharp 0.5x0.5+1.25+0.0 "
           "/usr/vorn/etc/login_image/logo1.jpg /usr/vorn/etc/login_image/logo1thumb.png"},
-         "/usr/vorn/etc/login_image/logo1.jpg", "/usr/vorn/etc/login_image/logo1thumb.png"},
-        {"a large GIF logo is kept as it is", "logo", kGif + big, ".gif",
+         "/usr/vorn/etc/login_image/logo1.jpg",
+         "/usr/vorn/etc/login_image/logo1thumb.png"},
+        {"a large GIF logo is kept as it is",
+         "logo",
+         kGif + big,
+         ".gif",
          {"cp -f /up/f /usr/vorn/etc/login_image/logo1.gif",
           "convert /usr/vorn/etc/login_image/logo1.gif -verbose info:"},
-         "/usr/vorn/etc/login_image/logo1.gif", "/usr/vorn/etc/login_image/logo1.gif"},
-        {"a GIF background is never resized", "background", kGif, ".gif",
+         "/usr/vorn/etc/login_image/logo1.gif",
+         "/usr/vorn/etc/login_image/logo1.gif"},
+        {"a GIF background is never resized",
+         "background",
+         kGif,
+         ".gif",
          {"cp -f /up/f /usr/vorn/etc/login_image/background1.gif"},
-         "/usr/vorn/etc/login_image/background1.gif", "/usr/vorn/etc/login_image/background1.gif"},
-        {"a wallpaper: HD copy, small JPEG, thumbnail", nullptr, kBmp, ".bmp",
+         "/usr/vorn/etc/login_image/background1.gif",
+         "/usr/vorn/etc/login_image/background1.gif"},
+        {"a wallpaper: HD copy, small JPEG, thumbnail",
+         nullptr,
+         kBmp,
+         ".bmp",
          {"cp -f /up/f /W/1.bmp", "convert /W/1.bmp -interlace plane /W/1_hd.jpg",
           "convert /W/1.bmp -strip -interlace plane -quality 25 -define jpeg:extent=256KB /W/1.jpg",
           "convert -size 120x120 -thumbnail 120x120 -quality 90 -unsharp 0.5x0.5+1.25+0.0 /W/1.jpg /W/1thumb.jpg"},
-         "/W/1.jpg", "/W/1thumb.jpg"},
-        {"a GIF wallpaper keeps its animation", nullptr, kGif, ".gif",
-         {"cp -f /up/f /W/1.gif", "cp -f /W/1.gif /W/1_hd.gif"}, "/W/1.gif", "/W/1.gif"},
+         "/W/1.jpg",
+         "/W/1thumb.jpg"},
+        {"a GIF wallpaper keeps its animation",
+         nullptr,
+         kGif,
+         ".gif",
+         {"cp -f /up/f /W/1.gif", "cp -f /W/1.gif /W/1_hd.gif"},
+         "/W/1.gif",
+         "/W/1.gif"},
     };
     arx_testing::WriteUserDatabase(root_);
     const std::string wallpapers = "/usr/vorn/etc/preference/alice/wallpaper_dir";
     for (const Case& c : cases) {
         const std::string src = File("f", c.content);
         char path[4096] = "", thumb[4096] = "";
-        const bool added = c.type != nullptr
-                               ? ImageSelectorUtils::AddLoginHistory(c.type, src.c_str(), c.ext, path, thumb,
-                                                                     sizeof path, sizeof thumb)
-                               : ImageSelectorUtils::AddDesktopHistory("alice", src.c_str(), c.ext, path, thumb,
-                                                                       sizeof path, sizeof thumb);
+        const bool added = c.type != nullptr ? ImageSelectorUtils::AddLoginHistory(c.type, src.c_str(), c.ext, path,
+                                                                                   thumb, sizeof path, sizeof thumb)
+                                             : ImageSelectorUtils::AddDesktopHistory("alice", src.c_str(), c.ext, path,
+                                                                                     thumb, sizeof path, sizeof thumb);
         EXPECT_TRUE(added) << c.what;
         std::vector<std::string> expected = c.runs;
         for (std::string& run : expected) {
@@ -311,17 +345,16 @@ TEST_F(ImageTest, CompressionCommandLines)
     const std::string src = File("-x.png", kPng);
     EXPECT_EQ(ImageUtils::CompressImageToProgressive(src.c_str(), "/o.jpg", true), 0);
     EXPECT_EQ(ImageUtils::CompressImageToProgressive(src.c_str(), "/o.jpg", false), 0);
-    EXPECT_EQ(Runs(), (std::vector<std::string>{
+    EXPECT_EQ(Runs(), (std::vector<std::string> {
                           "convert /up/-x.png -interlace plane /o.jpg",
                           "convert /up/-x.png -interlace plane -quality 25 -define jpeg:extent=256KB /o.jpg"}));
     arx_testing::LogCapture log;
     EXPECT_EQ(ImageUtils::CompressImageToProgressive(nullptr, "/o.jpg", true), -1);
-    EXPECT_EQ(ImageUtils::CompressImageToProgressive(File("evil.jpg", "push graphic-context\n").c_str(), "/o.jpg",
-                                                     true),
-              -1);
-    EXPECT_EQ(Runs(), std::vector<std::string>{}) << "the tool never saw the drawing";
+    EXPECT_EQ(
+        ImageUtils::CompressImageToProgressive(File("evil.jpg", "push graphic-context\n").c_str(), "/o.jpg", true), -1);
+    EXPECT_EQ(Runs(), std::vector<std::string> {}) << "the tool never saw the drawing";
     EXPECT_EQ(arx_testing::WithoutLineNumbers(log.texts()),
-              (std::vector<std::string>{
+              (std::vector<std::string> {
                   "image_utils:# Path is null",
                   "image_utils:# Not a JPEG, PNG, GIF or BMP image: " + root_.Path("/up/evil.jpg"),
                   "image_utils:# Fail to execute /usr/bin/convert, " + root_.Path("/up/evil.jpg") + " /o.jpg"}));
@@ -336,11 +369,11 @@ TEST_F(ImageTest, SlotsRotatePastEightAndEmptyTheSlotFirst)
     char path[4096], thumb[4096];
     std::vector<int> slots;
     for (int i = 0; i < 9; ++i) {
-        ASSERT_TRUE(ImageSelectorUtils::AddLoginHistory("logo", src.c_str(), ".png", path, thumb, sizeof path,
-                                                        sizeof thumb));
+        ASSERT_TRUE(
+            ImageSelectorUtils::AddLoginHistory("logo", src.c_str(), ".png", path, thumb, sizeof path, sizeof thumb));
         slots.push_back(ImageSelectorUtils::GetLoginIndexKey("logo"));
     }
-    EXPECT_EQ(slots, (std::vector<int>{1, 2, 3, 4, 5, 6, 7, 0, 1}));
+    EXPECT_EQ(slots, (std::vector<int> {1, 2, 3, 4, 5, 6, 7, 0, 1}));
     EXPECT_EQ(access(root_.Path(dir + "logo1.gif").c_str(), F_OK), -1);
     EXPECT_EQ(access(root_.Path(dir + "logo1thumb.bmp").c_str(), F_OK), -1);
     EXPECT_EQ(ImageSelectorUtils::GetFileSharingLoginIndexKey("logo"), 0) << "the other set is apart";
@@ -352,8 +385,8 @@ TEST_F(ImageTest, SlotsRotatePastEightAndEmptyTheSlotFirst)
     for (const Stored& s : stored) {
         ASSERT_EQ(VLIBCINFOSetKeyValue("login_logo_index", s.value), 0);
         EXPECT_EQ(ImageSelectorUtils::GetLoginIndexKey("logo"), s.read) << s.value;
-        ASSERT_TRUE(ImageSelectorUtils::AddLoginHistory("logo", src.c_str(), ".png", path, thumb, sizeof path,
-                                                        sizeof thumb));
+        ASSERT_TRUE(
+            ImageSelectorUtils::AddLoginHistory("logo", src.c_str(), ".png", path, thumb, sizeof path, sizeof thumb));
         EXPECT_EQ(ImageSelectorUtils::GetLoginIndexKey("logo"), s.next) << s.value;
     }
     EXPECT_TRUE(ImageSelectorUtils::SetFileSharingLoginIndexKey("logo", 12));
@@ -368,10 +401,10 @@ TEST_F(ImageTest, ParallelAddsTakeSlotsOneAfterTheOther)
         const pid_t pid = fork();
         if (pid == 0) {
             char path[4096], thumb[4096];
-            _exit(ImageSelectorUtils::AddLoginHistory("logo", src.c_str(), ".png", path, thumb, sizeof path,
-                                                      sizeof thumb)
-                      ? 0
-                      : 1);
+            _exit(
+                ImageSelectorUtils::AddLoginHistory("logo", src.c_str(), ".png", path, thumb, sizeof path, sizeof thumb)
+                    ? 0
+                    : 1);
         }
         children.push_back(pid);
     }
@@ -412,7 +445,7 @@ TEST_F(ImageTest, RefusedImagesLeaveTheCurrentSlot)
         EXPECT_FALSE(ImageSelectorUtils::AddLoginHistory(c.type, File("f", c.content).c_str(), c.ext, path, thumb,
                                                          sizeof path, sizeof thumb))
             << c.what;
-        EXPECT_EQ(Runs(), std::vector<std::string>{}) << c.what;
+        EXPECT_EQ(Runs(), std::vector<std::string> {}) << c.what;
         ASSERT_FALSE(log.texts().empty()) << c.what;
         EXPECT_NE(log.texts().back().find(c.line), std::string::npos) << c.what << ": " << log.texts().back();
     }
@@ -429,8 +462,8 @@ TEST_F(ImageTest, AFailingToolFailsTheStoreButNotTheThumbnail)
     EXPECT_FALSE(ImageSelectorUtils::AddLoginHistory("background", File("f", kJpeg).c_str(), ".jpg", path, thumb,
                                                      sizeof path, sizeof thumb));
     EXPECT_EQ(ImageSelectorUtils::GetLoginIndexKey("background"), 0);
-    EXPECT_TRUE(ImageSelectorUtils::AddLoginHistory("logo", File("f", kJpeg).c_str(), ".jpg", path, thumb,
-                                                    sizeof path, sizeof thumb));
+    EXPECT_TRUE(ImageSelectorUtils::AddLoginHistory("logo", File("f", kJpeg).c_str(), ".jpg", path, thumb, sizeof path,
+                                                    sizeof thumb));
     EXPECT_EQ(ImageSelectorUtils::GetLoginIndexKey("logo"), 1);
     const std::vector<std::string> lines = arx_testing::WithoutLineNumbers(log.texts());
     EXPECT_EQ(std::count(lines.begin(), lines.end(), "image_selector_utils:# Failed to compress"), 1);
@@ -472,9 +505,9 @@ TEST_F(ImageTest, WallpaperRecordsKeepTheRestOfTheSettings)
     EXPECT_EQ(ImageSelectorUtils::GetDesktopIndexKey(""), 0);
     EXPECT_FALSE(ImageSelectorUtils::SetDesktopIndexKey("nobody-here", 1));
     EXPECT_EQ(arx_testing::WithoutLineNumbers(log.texts()),
-              (std::vector<std::string>{"image_selector_utils:# Bad parameter",
-                                        "image_selector_utils:# Get preference directory failed: 5120",
-                                        "image_selector_utils:# Load user settings failed"}));
+              (std::vector<std::string> {"image_selector_utils:# Bad parameter",
+                                         "image_selector_utils:# Get preference directory failed: 5120",
+                                         "image_selector_utils:# Load user settings failed"}));
 }
 
 }  // namespace

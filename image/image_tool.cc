@@ -25,8 +25,7 @@ bool Allowed(const char* source, const char* input)
     const std::string policy = VORNRootPathString(kImagePolicyDir) + "/policy.xml";
     struct stat st;
     if (stat(policy.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) {
-        VLIBCLog(LOG_ERR, "%s:%d No image policy at %s; the image tool is not run", source, __LINE__,
-                 policy.c_str());
+        VLIBCLog(LOG_ERR, "%s:%d No image policy at %s; the image tool is not run", source, __LINE__, policy.c_str());
         return false;
     }
     if (FormatOfFile(input) == kImageUnknown) {
@@ -51,26 +50,25 @@ int RunImageTool(const char* source, const char* input, const std::vector<std::s
 {
     if (!Allowed(source, input))
         return -1;
-    std::vector<std::string> argv{kImageTool};
+    std::vector<std::string> argv {kImageTool};
     argv.insert(argv.end(), args.begin(), args.end());
     const std::vector<std::string> environment = ToolEnvironment();
     std::vector<const char*> envp = Pointers(environment);
-    VLIBCEXECOPTIONS options{};
+    VLIBCEXECOPTIONS options {};
     options.seconds = kToolSeconds;
     options.environment = envp.data();
     return VLIBCExecv(VORNRootPathString(kImageTool).c_str(), Pointers(argv).data(), &options);
 }
 
-bool ReadImageTool(const char* source, const char* input, const std::vector<std::string>& args,
-                   std::string& output)
+bool ReadImageTool(const char* source, const char* input, const std::vector<std::string>& args, std::string& output)
 {
     if (!Allowed(source, input))
         return false;
-    std::vector<std::string> argv{kImageTool};
+    std::vector<std::string> argv {kImageTool};
     argv.insert(argv.end(), args.begin(), args.end());
     const std::vector<std::string> environment = ToolEnvironment();
     std::vector<const char*> envp = Pointers(environment);
-    VLIBCEXECOPTIONS options{};
+    VLIBCEXECOPTIONS options {};
     options.seconds = kToolSeconds;
     options.environment = envp.data();
     FILE* pipe = VLIBCPopen(VORNRootPathString(kImageTool).c_str(), "r", Pointers(argv).data(), &options);
@@ -87,7 +85,7 @@ bool ReadImageTool(const char* source, const char* input, const std::vector<std:
 int CopyWithTool(const char* src, const char* dst)
 {
     const std::string from = AsFileArgument(src), to = AsFileArgument(dst);
-    VLIBCEXECOPTIONS options{};
+    VLIBCEXECOPTIONS options {};
     options.seconds = kToolSeconds;
     const char* argv[] = {kCopyTool, "-f", from.c_str(), to.c_str(), nullptr};
     return VLIBCExecv(VORNRootPathString(kCopyTool).c_str(), argv, &options);

@@ -25,8 +25,7 @@ int RunImageTool(const char* source, const char* input, const std::vector<std::s
 
 // The tool's standard output for args (the same checks); false when it
 // could not run.
-bool ReadImageTool(const char* source, const char* input, const std::vector<std::string>& args,
-                   std::string& output);
+bool ReadImageTool(const char* source, const char* input, const std::vector<std::string>& args, std::string& output);
 
 // "/bin/cp" "-f" src dst: the copy program's exit status, or -1.
 int CopyWithTool(const char* src, const char* dst);

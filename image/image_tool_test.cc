@@ -82,7 +82,7 @@ protected:
     static std::string Identify(const std::string& path)
     {
         char out[256] = "";
-        VLIBCEXECOPTIONS options{};
+        VLIBCEXECOPTIONS options {};
         options.output = out;
         options.output_size = sizeof out;
         const char* argv[] = {"/usr/bin/identify", "-format", "%m %w %h %[interlace]\\n", path.c_str(), nullptr};
@@ -117,8 +117,8 @@ TEST_F(RealImageTest, PicturesComeOutAsValidImagesOfTheExpectedSize)
         const bool added = c.type != nullptr
                                ? ImageSelectorUtils::AddLoginHistory(c.type, c.src.c_str(), c.ext, path, thumb,
                                                                      sizeof path, sizeof thumb)
-                               : ImageSelectorUtils::AddDesktopHistory("alice", c.src.c_str(), c.ext, path, thumb,
-                                                                       hd, sizeof path, sizeof thumb, sizeof hd);
+                               : ImageSelectorUtils::AddDesktopHistory("alice", c.src.c_str(), c.ext, path, thumb, hd,
+                                                                       sizeof path, sizeof thumb, sizeof hd);
         ASSERT_TRUE(added) << c.what;
         EXPECT_EQ(Identify(path), c.image) << c.what;
         EXPECT_EQ(Identify(thumb), c.thumb) << c.what;
@@ -174,7 +174,7 @@ TEST_F(RealImageTest, HostileFilesAreRefusedOrBounded)
             << c.what;
         unlink(out.c_str());
     }
-    rusage usage{};
+    rusage usage {};
     getrusage(RUSAGE_CHILDREN, &usage);
     EXPECT_LT(usage.ru_maxrss, 300 * 1024) << "kilobytes at the peak of one run of the tool";
 }
@@ -188,7 +188,7 @@ TEST_F(RealImageTest, ThePolicyRefusesEveryOtherCoder)
     for (const char* coder : {"mvg:", "msl:", "svg:", "text:", "ephemeral:", "ps:", "label:", "url:"}) {
         const std::string input = coder == std::string("url:") ? "url:http://127.0.0.1:9/x.png" : coder + file;
         const char* argv[] = {"/usr/bin/convert", input.c_str(), out.c_str(), nullptr};
-        VLIBCEXECOPTIONS options{};
+        VLIBCEXECOPTIONS options {};
         options.environment = environment;
         EXPECT_NE(VLIBCExecv(argv[0], argv, &options), 0) << coder;
         EXPECT_NE(access(out.c_str(), F_OK), 0) << coder;
@@ -202,8 +202,8 @@ TEST_F(RealImageTest, NamesThatAShellOrTheToolWouldMisread)
         const std::string path = root_.Path(std::string("/up/") + name);
         ASSERT_EQ(rename(png.c_str(), path.c_str()), 0);
         char image[4096], thumb[4096];
-        EXPECT_TRUE(ImageSelectorUtils::AddLoginHistory("logo", path.c_str(), ".png", image, thumb, sizeof image,
-                                                        sizeof thumb))
+        EXPECT_TRUE(
+            ImageSelectorUtils::AddLoginHistory("logo", path.c_str(), ".png", image, thumb, sizeof image, sizeof thumb))
             << name;
         EXPECT_EQ(Identify(thumb), "PNG 160 80 None") << name;
         ASSERT_EQ(rename(path.c_str(), png.c_str()), 0);

@@ -54,7 +54,7 @@ int ImageUtils::CompressImageToProgressive(const char* src, const char* dst, boo
         return -1;
     }
     try {
-        std::vector<std::string> args{arx::image::AsFileArgument(src), "-interlace", "plane"};
+        std::vector<std::string> args {arx::image::AsFileArgument(src), "-interlace", "plane"};
         if (!keepQuality)
             args.insert(args.end(), {"-quality", "25", "-define", "jpeg:extent=256KB"});
         args.push_back(arx::image::AsFileArgument(dst));

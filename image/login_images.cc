@@ -77,8 +77,7 @@ bool GetExt(const LoginSet& set, int index, const char* type, char* ext, int ext
     }
     std::string path;
     const char* found;
-    if (!TypeUsable(type) ||
-        !FindSlotFile(VORNRootPathString(set.dir).c_str(), type, index, kSlotImage, path, &found))
+    if (!TypeUsable(type) || !FindSlotFile(VORNRootPathString(set.dir).c_str(), type, index, kSlotImage, path, &found))
         return false;
     snprintf(ext, static_cast<size_t>(extLen), "%s", found);
     return true;
@@ -101,8 +100,8 @@ bool Add(const LoginSet& set, const char* type, const char* src, const char* ext
     // The remainder of a signed division, as stored values have always had it.
     const int next = (GetIndex(set, type) + 1) % kSlots;
     Remove(set, type, next);
-    const StoreRequest request{dir.c_str(), type,    src,      ext,  outPath, outThumb, nullptr,
-                               pathLen,     thumbLen, -1,      next, kLoginThumbEdge};
+    const StoreRequest request {dir.c_str(), type,    src,      ext, outPath, outThumb,
+                                nullptr,     pathLen, thumbLen, -1,  next,    kLoginThumbEdge};
     return StoreImage(request) && SetIndex(set, type, next);
 }
 
@@ -154,8 +153,8 @@ bool ImageSelectorUtils::RemoveFileSharingLoginHistoryIfExist(const char* type, 
     return Guarded(false, [&] { return Remove(kFileSharing, type, index); });
 }
 
-bool ImageSelectorUtils::AddFileSharingLoginHistory(const char* type, const char* src, const char* ext,
-                                                    char* outPath, char* outThumb, int pathLen, int thumbLen)
+bool ImageSelectorUtils::AddFileSharingLoginHistory(const char* type, const char* src, const char* ext, char* outPath,
+                                                    char* outThumb, int pathLen, int thumbLen)
 {
     return Guarded(false, [&] { return Add(kFileSharing, type, src, ext, outPath, outThumb, pathLen, thumbLen); });
 }

@@ -18,8 +18,7 @@ std::string SlotFileName(const char* dir, const char* type, int index, SlotFile 
 // The first existing file of the slot in the order of the known extensions
 // (a negative index is slot 0), with the extension it has; false when none
 // exists.  Logs bad arguments.
-bool FindSlotFile(const char* dir, const char* type, int index, SlotFile kind, std::string& path,
-                  const char** ext);
+bool FindSlotFile(const char* dir, const char* type, int index, SlotFile kind, std::string& path, const char** ext);
 
 // Deletes every file of the slot; false only for bad arguments (logged).
 bool RemoveSlot(const char* dir, const char* type, int index);
@@ -44,8 +43,7 @@ private:
 };
 
 // Runs body, turning an exception (an allocation that failed) into result.
-template <typename Result, typename Body>
-Result Guarded(Result result, Body body) noexcept
+template <typename Result, typename Body> Result Guarded(Result result, Body body) noexcept
 {
     try {
         return body();

@@ -134,8 +134,8 @@ bool Add(const std::string& user, const char* src, const char* ext, char* outPat
         return false;
     const int next = (GetIndex(user) + 1) % kSlots;
     RemoveSlot(dir.c_str(), "", next);
-    const StoreRequest request{dir.c_str(), "",       src,   ext,  outPath, outThumb, outHd,
-                               pathLen,     thumbLen, hdLen, next, kWallpaperThumbEdge};
+    const StoreRequest request {dir.c_str(), "",      src,      ext,   outPath, outThumb,
+                                outHd,       pathLen, thumbLen, hdLen, next,    kWallpaperThumbEdge};
     return StoreImage(request) && SetIndex(user, next);
 }
 
@@ -217,7 +217,8 @@ bool ImageSelectorUtils::GetDesktopFileExtByIndex(const std::string& user, int i
                      ext == nullptr ? "Wrong return extension." : "Wrong extension size.");
             return false;
         }
-        if (!UserNamed(user) || !WallpaperDir(user, dir) || !FindSlotFile(dir.c_str(), "", index, kSlotImage, path, &found))
+        if (!UserNamed(user) || !WallpaperDir(user, dir) ||
+            !FindSlotFile(dir.c_str(), "", index, kSlotImage, path, &found))
             return false;
         snprintf(ext, static_cast<size_t>(extLen), "%s", found);
         return true;

@@ -300,4 +300,5 @@ document.getElementById("end-sessions-form").addEventListener("submit", busy(end
 document.getElementById("echo-form").addEventListener("submit", busy(sendEcho));
 document.getElementById("upload-form").addEventListener("submit", busy(upload));
 busy(showNote)();
-busy(showSession)();
+// After every deferred script has run: the session's parts live in settings.js and images.js too.
+document.addEventListener("DOMContentLoaded", busy(showSession));

@@ -53,7 +53,8 @@ TEST_F(ImageE2eTest, AliceUploadsWallpapersAndChoosesAnOlderOne)
 {
     const DemoSession alice = LogInAs(appliance_, "alice", "harbor-alice");
     ASSERT_FALSE(alice.id.empty());
-    for (const auto& [name, what] : {std::pair{"sea.png", "gradient:blue-white"}, {"sun set.JPG", "gradient:red-black"}}) {
+    for (const auto& [name, what] :
+         {std::pair {"sea.png", "gradient:blue-white"}, {"sun set.JPG", "gradient:red-black"}}) {
         const HttpResponse added = PostAs(alice, "wallpaper.cgi", kType, PictureForm(name, Draw(name, what)));
         EXPECT_EQ(added.status, 200) << added.body;
     }
@@ -64,14 +65,17 @@ TEST_F(ImageE2eTest, AliceUploadsWallpapersAndChoosesAnOlderOne)
     EXPECT_EQ(reply["slots"][0]["slot"], 1);
     EXPECT_EQ(reply["slots"][0]["ext"], ".jpg");
 
-    const HttpResponse thumb = Get(appliance_.Url("/webapi/wallpaper.cgi?action=image&slot=1&kind=thumb"), alice.Headers());
+    const HttpResponse thumb =
+        Get(appliance_.Url("/webapi/wallpaper.cgi?action=image&slot=1&kind=thumb"), alice.Headers());
     EXPECT_EQ(thumb.status, 200);
     EXPECT_EQ(thumb.Header("Content-type"), "image/jpeg");
     EXPECT_EQ(thumb.body.substr(0, 3), "\xFF\xD8\xFF");
 
-    const HttpResponse chosen = PostAs(alice, "wallpaper.cgi", "application/x-www-form-urlencoded", "action=choose&slot=1");
+    const HttpResponse chosen =
+        PostAs(alice, "wallpaper.cgi", "application/x-www-form-urlencoded", "action=choose&slot=1");
     EXPECT_EQ(ParseJson(chosen.body)["current"], 1) << chosen.body;
-    const HttpResponse current = Get(appliance_.Url("/webapi/wallpaper.cgi?action=image&slot=current"), alice.Headers());
+    const HttpResponse current =
+        Get(appliance_.Url("/webapi/wallpaper.cgi?action=image&slot=current"), alice.Headers());
     EXPECT_EQ(current.body.substr(0, 3), "\xFF\xD8\xFF");
 
     // Made as alice, in her own directory.
@@ -81,10 +85,11 @@ TEST_F(ImageE2eTest, AliceUploadsWallpapersAndChoosesAnOlderOne)
     ASSERT_EQ(stat(appliance_.RootPath("/usr/vorn/etc/preference/alice").c_str(), &home), 0);
     EXPECT_EQ(st.st_uid, home.st_uid);
 
-    const HttpResponse missing = PostAs(alice, "wallpaper.cgi", "application/x-www-form-urlencoded", "action=choose&slot=5");
+    const HttpResponse missing =
+        PostAs(alice, "wallpaper.cgi", "application/x-www-form-urlencoded", "action=choose&slot=5");
     EXPECT_EQ(missing.status, 404);
-    const HttpResponse drawing = PostAs(alice, "wallpaper.cgi", kType,
-                                        PictureForm("evil.jpg", "push graphic-context\nviewbox 0 0 9 9\n"));
+    const HttpResponse drawing =
+        PostAs(alice, "wallpaper.cgi", kType, PictureForm("evil.jpg", "push graphic-context\nviewbox 0 0 9 9\n"));
     EXPECT_EQ(drawing.status, 422);
     EXPECT_EQ(Get(appliance_.Url("/webapi/wallpaper.cgi?action=choose&slot=2"), alice.Headers()).status, 400);
     EXPECT_EQ(ParseJson(Get(appliance_.Url("/webapi/wallpaper.cgi?action=list"), alice.Headers()).body)["current"], 1);
@@ -105,7 +110,8 @@ TEST_F(ImageE2eTest, TheAdministratorChangesTheLoginBackgroundAndAliceMayNot)
 
     const HttpResponse added = PostAs(admin, "login_image.cgi", kType, PictureForm("bg.png", picture, "background"));
     EXPECT_EQ(ParseJson(added.body)["current"], 1) << added.body;
-    const HttpResponse list = Get(appliance_.Url("/webapi/login_image.cgi?action=list&type=background"), admin.Headers());
+    const HttpResponse list =
+        Get(appliance_.Url("/webapi/login_image.cgi?action=list&type=background"), admin.Headers());
     EXPECT_EQ(ParseJson(list.body)["slots"][0]["ext"], ".jpg");
 
     // The login page reads the chosen background without a session.
@@ -116,9 +122,9 @@ TEST_F(ImageE2eTest, TheAdministratorChangesTheLoginBackgroundAndAliceMayNot)
 
     const HttpResponse wrongType = PostAs(admin, "login_image.cgi", kType, PictureForm("bg.png", picture, "../x"));
     EXPECT_EQ(wrongType.status, 400);
-    EXPECT_EQ(PostAs(admin, "login_image.cgi", "application/x-www-form-urlencoded", "action=choose&type=logo&slot=1")
-                  .status,
-              404);
+    EXPECT_EQ(
+        PostAs(admin, "login_image.cgi", "application/x-www-form-urlencoded", "action=choose&type=logo&slot=1").status,
+        404);
 }
 
 }  // namespace

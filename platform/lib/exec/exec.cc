@@ -87,7 +87,7 @@ extern "C" int VLIBCExecv(const char* program, const char* const argv[], VLIBCEX
 
 extern "C" int VLIBCExec(const char* program, ...)
 {
-    std::vector<const char*> argv{program};
+    std::vector<const char*> argv {program};
     va_list args;
     va_start(args, program);
     for (const char* arg = va_arg(args, const char*); arg != nullptr; arg = va_arg(args, const char*)) {
@@ -103,8 +103,7 @@ extern "C" int VLIBCExec(const char* program, ...)
     return VLIBCExecv(program, argv.data(), nullptr);
 }
 
-extern "C" FILE* VLIBCPopen(const char* program, const char* mode, const char* const argv[],
-                            VLIBCEXECOPTIONS* options)
+extern "C" FILE* VLIBCPopen(const char* program, const char* mode, const char* const argv[], VLIBCEXECOPTIONS* options)
 {
     if (!Usable(program, argv) || mode == nullptr || strcmp(mode, "r") != 0) {
         VLIBCErrSet(VLIB_ERR_BAD_PARAMETERS);
@@ -132,7 +131,7 @@ extern "C" FILE* VLIBCPopen(const char* program, const char* mode, const char* c
         }
         if (result.output.empty())
             fgetc(stream);
-        Finished()[stream] = FinishedRun{status, text};
+        Finished()[stream] = FinishedRun {status, text};
         return stream;
     });
 }

@@ -2,6 +2,7 @@
 // the parent leaks into the child, time limits end whole process groups,
 // and a switched process's child cannot take root back.
 
+#include <signal.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -26,7 +27,7 @@ std::pair<int, std::string> Capture(std::vector<const char*> argv, int seconds =
 {
     argv.push_back(nullptr);
     std::string buffer(static_cast<size_t>(size), '\xff');
-    VLIBCEXECOPTIONS options{};
+    VLIBCEXECOPTIONS options {};
     options.seconds = seconds;
     options.output = buffer.data();
     options.output_size = size;
@@ -69,16 +70,15 @@ TEST(Exec, FailuresAreResultsWithTheirLines)
     EXPECT_EQ(VLIBCExecv("/bin/true", none, nullptr), -1);
     EXPECT_EQ(VLIBCErrGet(), VLIB_ERR_BAD_PARAMETERS);
     EXPECT_EQ(arx_testing::WithoutLineNumbers(log.texts()),
-              (std::vector<std::string>{"exec:# cannot run /nonexistent/tool: No such file or directory",
-                                        "spawn:# /bin/sh ended by signal 9",
-                                        "spawn:# /bin/sh exited with 2: first"}));
+              (std::vector<std::string> {"exec:# cannot run /nonexistent/tool: No such file or directory",
+                                         "spawn:# /bin/sh ended by signal 9", "spawn:# /bin/sh exited with 2: first"}));
 }
 
 TEST(Exec, TheTimeLimitEndsTheWholeProcessGroup)
 {
     arx_testing::LogCapture log;
     char pidText[32] = {};
-    VLIBCEXECOPTIONS options{};
+    VLIBCEXECOPTIONS options {};
     options.seconds = 1;
     options.output = pidText;
     options.output_size = sizeof pidText;
@@ -87,7 +87,7 @@ TEST(Exec, TheTimeLimitEndsTheWholeProcessGroup)
     EXPECT_EQ(VLIBCExecv(argv[0], argv, &options), -1);
     EXPECT_EQ(VLIBCErrGet(), VLIB_ERR_EXEC_TIMEOUT);
     EXPECT_EQ(arx_testing::WithoutLineNumbers(log.texts()),
-              std::vector<std::string>{"spawn:# /bin/sh ran longer than 1 s and was stopped"});
+              std::vector<std::string> {"spawn:# /bin/sh ran longer than 1 s and was stopped"});
     const std::string stat = "/proc/" + std::string(pidText, strcspn(pidText, "\n")) + "/stat";
     for (int i = 0; i < 100 && access(stat.c_str(), F_OK) == 0; ++i) {
         std::string state = arx_testing::ReadWholeFile(stat);
@@ -97,6 +97,17 @@ TEST(Exec, TheTimeLimitEndsTheWholeProcessGroup)
     }
     const std::string state = access(stat.c_str(), F_OK) == 0 ? arx_testing::ReadWholeFile(stat) : ") Z";
     EXPECT_NE(state.find(") Z"), std::string::npos) << "the grandchild lives on: " << state;
+}
+
+TEST(Exec, AnUnknownEndIsAFailureNotSuccess)
+{
+    const arx_testing::ChildResult child = arx_testing::RunInChild([] {
+        signal(SIGCHLD, SIG_IGN);
+        _exit(VLIBCExec("/bin/sh", "-c", "exit 0", nullptr) == -1 ? 0 : 1);
+    });
+    EXPECT_EQ(child.exitStatus, 0);
+    EXPECT_EQ(arx_testing::WithoutLineNumbers(child.logLines),
+              std::vector<std::string> {"spawn:# cannot learn how /bin/sh ended"});
 }
 
 TEST(Exec, OutputNeverReachesTheParentsStandardOutput)
@@ -119,7 +130,7 @@ TEST(Popen, ReadsTheOutputAsAPipeAndGivesTheStatusOnClose)
     char line[64];
     while (fgets(line, sizeof line, stream) != nullptr)
         lines.push_back(line);
-    EXPECT_EQ(lines, (std::vector<std::string>{"one\n", "two\n"}));
+    EXPECT_EQ(lines, (std::vector<std::string> {"one\n", "two\n"}));
     EXPECT_EQ(VLIBCPclose(stream), 4);
 
     const char* silent[] = {"/bin/true", nullptr};
@@ -133,7 +144,7 @@ TEST(Popen, ReadsTheOutputAsAPipeAndGivesTheStatusOnClose)
     EXPECT_EQ(VLIBCPclose(nullptr), -1);
 }
 
-class ExecAsUser : public arx_testing::AsRootTest {};
+class ExecAsUser : public arx_testing::AsRootTest { };
 
 TEST_F(ExecAsUser, TheChildOfASwitchedProcessHasOnlyTheUsersIds)
 {
@@ -148,8 +159,8 @@ TEST_F(ExecAsUser, TheChildOfASwitchedProcessHasOnlyTheUsersIds)
     setresgid(0, 0, 0);
     EXPECT_EQ(status, 0);
     const std::string u = std::to_string(nobodyUid()), g = std::to_string(nobodyGid());
-    EXPECT_EQ(output, "Uid:\t" + u + "\t" + u + "\t" + u + "\t" + u + "\nGid:\t" + g + "\t" + g + "\t" + g + "\t" +
-                          g + "\n");
+    EXPECT_EQ(output,
+              "Uid:\t" + u + "\t" + u + "\t" + u + "\t" + u + "\nGid:\t" + g + "\t" + g + "\t" + g + "\t" + g + "\n");
     EXPECT_EQ(std::vector<unsigned>({r, e, s, rg, eg, sg}),
               std::vector<unsigned>({0, nobodyUid(), 0, 0, nobodyGid(), 0}))
         << "the parent's real and saved ids are back";

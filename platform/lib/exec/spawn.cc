@@ -135,16 +135,20 @@ void Supervise(pid_t pid, int pidfd, Pipe& output, Pipe& error, const SpawnReque
         if (errorOpen && (fds[1].revents & (POLLIN | POLLHUP | POLLERR)))
             errorOpen = Drain(error.read, errorText, kErrorKept);
         if (!exited) {
-            siginfo_t info{};
-            exited = waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == pid;
+            siginfo_t info {};
+            const int found = waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOHANG | WNOWAIT);
+            // ECHILD: SIGCHLD is ignored and the system reaped it already.
+            exited = (found == 0 && info.si_pid == pid) || (found < 0 && errno == ECHILD);
         }
         // Descendants that keep the pipes open do not keep the run alive.
         if (exited)
             kill(-pid, SIGKILL);
     }
     kill(-pid, SIGKILL);
-    while (waitpid(pid, &result.waitStatus, 0) < 0 && errno == EINTR) {
+    pid_t reaped;
+    while ((reaped = waitpid(pid, &result.waitStatus, 0)) < 0 && errno == EINTR) {
     }
+    result.reaped = reaped == pid;
     result.firstErrorLine = errorText.substr(0, errorText.find('\n'));
 }
 
@@ -166,10 +170,9 @@ bool Spawn(const SpawnRequest& request, SpawnResult& result)
         ChildIdentity identity;
         if (!identity.ok())
             return false;
-        spawnError = posix_spawn(&pid, request.program, attributes.actions(), attributes.attr(),
-                                 const_cast<char* const*>(request.argv),
-                                 const_cast<char* const*>(request.environment != nullptr ? request.environment
-                                                                                        : kPlainEnvironment));
+        spawnError = posix_spawn(
+            &pid, request.program, attributes.actions(), attributes.attr(), const_cast<char* const*>(request.argv),
+            const_cast<char* const*>(request.environment != nullptr ? request.environment : kPlainEnvironment));
     }
     if (spawnError != 0) {
         errno = spawnError;
@@ -191,6 +194,12 @@ int ExitStatusOf(const SpawnRequest& request, const SpawnResult& result)
         VLIBCLog(LOG_ERR, "spawn:%d %s ran longer than %d s and was stopped", __LINE__, request.program,
                  request.seconds);
         VLIBCErrSet(VLIB_ERR_EXEC_TIMEOUT);
+        return -1;
+    }
+    if (!result.reaped) {
+        // A process that ignores SIGCHLD never learns how its child ended.
+        VLIBCLog(LOG_ERR, "spawn:%d cannot learn how %s ended", __LINE__, request.program);
+        VLIBCErrSet(VLIB_ERR_EXEC_FAILED);
         return -1;
     }
     if (WIFEXITED(result.waitStatus)) {

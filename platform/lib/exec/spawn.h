@@ -21,6 +21,7 @@ struct SpawnRequest {
 struct SpawnResult {
     bool started = false;
     bool timedOut = false;
+    bool reaped = false;  // its status is known (not with SIGCHLD ignored)
     int waitStatus = 0;
     std::string output;
     std::string firstErrorLine;  // of standard error
