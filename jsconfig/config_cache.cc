@@ -256,7 +256,10 @@ void CacheSession::CreateDirectories()
         // (a scratch one) gets it too.
         const bool made = &dir == &dirs[0] ? base::MakeDirectories(dir, kDirMode) : mkdir(dir.c_str(), kDirMode) == 0;
         if (!made) {
-            VLIBCLog(LOG_ERR, "%s:%d Failed to mkdir %s, %m", kJSConfigParserLogSource, __LINE__, dir.c_str());
+            // Another process building the cache at the same moment made
+            // it first; whether it is usable is checked below.
+            if (errno != EEXIST)
+                VLIBCLog(LOG_ERR, "%s:%d Failed to mkdir %s, %m", kJSConfigParserLogSource, __LINE__, dir.c_str());
             continue;
         }
         chmod(dir.c_str(), kDirMode);  // whatever the umask: readers need not be root
