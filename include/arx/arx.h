@@ -14,6 +14,7 @@
 #include <arx/string_parser.h>
 #include <arx/vorn_conf.h>
 #include <arx/webman.h>
+#include <arx/webman_file_share.h>
 #include <arx/webutils.h>
 
 #endif

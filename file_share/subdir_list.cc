@@ -1,0 +1,126 @@
+// The sub-folders of one directory, for the folder trees of the web UI.
+
+#include <arx/webman_file_share.h>
+
+#include <dirent.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include <vorn/acl.h>
+#include <vorn/log.h>
+#include <vorn/mount.h>
+#include <vorn/unicode.h>
+
+#include <arx/webutils.h>
+
+#include "file_share/log_source.h"
+
+using arx::file_share::kFileShareLogSource;
+
+namespace {
+
+WEBFMERR ErrorOf(int error)
+{
+    if (error == ENOENT || error == ENOTDIR)
+        return WEBFM_ERR_NOT_FOUND;
+    if (error == EACCES)
+        return WEBFM_ERR_PERMISSION;
+    return WEBFM_ERR_SYSTEM;
+}
+
+// A remote mount whose server is gone: listed, so that the user sees it
+// and can repair it.
+bool IsFailedRemoteMount(const std::string& fullPath)
+{
+    const int type = VORNFSIsInMountTable(fullPath.c_str());
+    return type != -1 && VORNFSIsRemoteFS(type) == 1;
+}
+
+_tag_SUBDIR_ENTRY_INFO_ FailedRemoteMount(const char* name, const std::string& fullPath)
+{
+    return _tag_SUBDIR_ENTRY_INFO_{name, fullPath, 0, 0, 0, 0, 0, 1, "remotefail"};
+}
+
+_tag_SUBDIR_ENTRY_INFO_ Entry(const char* name, const std::string& fullPath, const struct stat& st)
+{
+    _tag_SUBDIR_ENTRY_INFO_ entry{name,
+                                  fullPath,
+                                  static_cast<int64_t>(st.st_size),
+                                  static_cast<uint64_t>(st.st_mode),
+                                  static_cast<int64_t>(st.st_mtime),
+                                  static_cast<uint32_t>(st.st_uid),
+                                  static_cast<uint32_t>(st.st_gid),
+                                  0,
+                                  ""};
+    if (WebUtils::IsMountPoint(fullPath)) {
+        entry.isMountPoint = 1;
+        entry.mountType = WebUtils::getMountType(fullPath);
+    }
+    return entry;
+}
+
+}  // namespace
+
+BOOL WebmanFileShare::WfmLibEnumSubDir(std::string dir, std::vector<_tag_SUBDIR_ENTRY_INFO_>& list)
+{
+    if (dir.empty()) {
+        VLIBCLog(LOG_ERR, "%s:%d Bad parameter", kFileShareLogSource, __LINE__);
+        return false;
+    }
+    WfmLibSetErr(WEBFM_ERR_NONE);
+    const int fd = open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) {
+        WfmLibSetErr(ErrorOf(errno));
+        return false;
+    }
+    const BOOL listed = WfmLibEnumSubDirAt(fd, std::move(dir), list);
+    close(fd);
+    return listed;
+}
+
+BOOL WebmanFileShare::WfmLibEnumSubDirAt(int dirFd, std::string dir, std::vector<_tag_SUBDIR_ENTRY_INFO_>& list)
+{
+    if (dir.empty() || dirFd < 0) {
+        VLIBCLog(LOG_ERR, "%s:%d Bad parameter", kFileShareLogSource, __LINE__);
+        return false;
+    }
+    WfmLibSetErr(WEBFM_ERR_NONE);
+    // The stream gets a descriptor of its own: the caller's stays open.
+    const int streamFd = fcntl(dirFd, F_DUPFD_CLOEXEC, 0);
+    DIR* stream = streamFd >= 0 ? fdopendir(streamFd) : nullptr;
+    if (stream == nullptr) {
+        WfmLibSetErr(ErrorOf(errno));
+        if (streamFd >= 0)
+            close(streamFd);
+        return false;
+    }
+    rewinddir(stream);
+    const int readFd = dirfd(stream);
+    while (const struct dirent* found = readdir(stream)) {
+        const char* name = found->d_name;
+        if ((found->d_type != DT_DIR && found->d_type != DT_UNKNOWN) || strcmp(name, ".") == 0 ||
+            strcmp(name, "..") == 0 || VORNEAIsHiddenFile(name) == 1)
+            continue;
+        // A "/" always, also after a dir that ends with one.
+        const std::string fullPath = dir + "/" + name;
+        struct stat st;
+        if (fstatat(readFd, name, &st, AT_SYMLINK_NOFOLLOW) != 0) {
+            if (IsFailedRemoteMount(fullPath))
+                list.push_back(FailedRemoteMount(name, fullPath));
+            continue;
+        }
+        if (S_ISDIR(st.st_mode))
+            list.push_back(Entry(name, fullPath, st));
+    }
+    closedir(stream);
+    // The folder tree's order; names equal but for case in no defined order.
+    std::sort(list.begin(), list.end(), [](const _tag_SUBDIR_ENTRY_INFO_& a, const _tag_SUBDIR_ENTRY_INFO_& b) {
+        return VLIBCUnicodeUTF8StrCaseCmp(a.name.c_str(), b.name.c_str()) < 0;
+    });
+    return true;
+}
