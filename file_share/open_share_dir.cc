@@ -1,5 +1,7 @@
 // Opening a folder below a share's folder without following any link: the
 // check and the use are one step, so nothing can be swapped in between.
+// The result is a path descriptor (O_PATH): what the caller does with it
+// (listing, making an entry) asks the kernel for that permission then.
 
 #include <arx/webman_file_share.h>
 
@@ -41,7 +43,9 @@ int WebmanFileShare::WfmOpenShareDir(const std::string& folder, const std::strin
         return -1;
     }
     // The share's own folder is the administrator's word, links and all.
-    int fd = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    // Path descriptors: a folder on the way needs only to be entered, not
+    // read (a homes folder of mode 0711).
+    int fd = open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     if (fd < 0) {
         WfmLibSetErr(ErrorOf(errno));
         return -1;
@@ -60,7 +64,7 @@ int WebmanFileShare::WfmOpenShareDir(const std::string& folder, const std::strin
             WfmLibSetErr(WEBFM_ERR_BAD_PARAMETER);
             return -1;
         }
-        const int next = openat(fd, element.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        const int next = openat(fd, element.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
         if (next < 0) {
             WfmLibSetErr(WhyNot(fd, element, errno));
             close(fd);

@@ -90,8 +90,9 @@ BOOL WebmanFileShare::WfmLibEnumSubDirAt(int dirFd, std::string dir, std::vector
         return false;
     }
     WfmLibSetErr(WEBFM_ERR_NONE);
-    // The stream gets a descriptor of its own: the caller's stays open.
-    const int streamFd = fcntl(dirFd, F_DUPFD_CLOEXEC, 0);
+    // The stream gets a descriptor of its own, opened for reading (the
+    // caller's may be a path descriptor), and the caller's stays open.
+    const int streamFd = openat(dirFd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     DIR* stream = streamFd >= 0 ? fdopendir(streamFd) : nullptr;
     if (stream == nullptr) {
         WfmLibSetErr(ErrorOf(errno));

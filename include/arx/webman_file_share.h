@@ -121,9 +121,9 @@ public:
     // Opens the folder rest ("a/b", "" for the folder itself) below
     // folder (a share's folder, opened as it is), every element of rest
     // below the one before and never through a link, as the process's
-    // identity.  The directory descriptor, or -1 with WEBFMERR 1 (bad
-    // arguments, an element "." or ".."), 2 (a link or no directory on the
-    // way), 3, 6 or 7.
+    // identity.  A path descriptor (O_PATH: for *at calls and listing; to
+    // be closed), or -1 with WEBFMERR 1 (bad arguments, an element "." or
+    // ".."), 2 (a link or no directory on the way), 3, 6 or 7.
     int WfmOpenShareDir(const std::string& folder, const std::string& rest);
 
     // ---- Share privileges --------------------------------------------
