@@ -14,6 +14,7 @@
 #include <vorn/acl.h>
 #include <vorn/log.h>
 #include <vorn/mount.h>
+#include <vorn/root.h>
 #include <vorn/unicode.h>
 
 #include <arx/webutils.h>
@@ -46,18 +47,34 @@ _tag_SUBDIR_ENTRY_INFO_ FailedRemoteMount(const char* name, const std::string& f
     return _tag_SUBDIR_ENTRY_INFO_{name, fullPath, 0, 0, 0, 0, 0, 1, "remotefail"};
 }
 
-_tag_SUBDIR_ENTRY_INFO_ Entry(const char* name, const std::string& fullPath, const struct stat& st)
+// Whether the kernel's word on mount points is the whole answer: not when
+// the root has a mount table of its own (a scratch root), which may name
+// more (<vorn/mount.h>).  Asked once per listing.
+bool KernelKnowsMounts()
+{
+    if (VORNRootDir()[0] == '\0')
+        return true;
+    struct stat st;
+    return stat(VORNRootPathString(VORN_MOUNT_TABLE).c_str(), &st) != 0;
+}
+
+_tag_SUBDIR_ENTRY_INFO_ Entry(const char* name, const std::string& fullPath, const struct statx& st,
+                              bool kernelKnowsMounts)
 {
     _tag_SUBDIR_ENTRY_INFO_ entry{name,
                                   fullPath,
-                                  static_cast<int64_t>(st.st_size),
-                                  static_cast<uint64_t>(st.st_mode),
-                                  static_cast<int64_t>(st.st_mtime),
-                                  static_cast<uint32_t>(st.st_uid),
-                                  static_cast<uint32_t>(st.st_gid),
+                                  static_cast<int64_t>(st.stx_size),
+                                  static_cast<uint64_t>(st.stx_mode),
+                                  static_cast<int64_t>(st.stx_mtime.tv_sec),
+                                  static_cast<uint32_t>(st.stx_uid),
+                                  static_cast<uint32_t>(st.stx_gid),
                                   0,
                                   ""};
-    if (WebUtils::IsMountPoint(fullPath)) {
+    // The status tells whether it is the root of a mount: only those need
+    // the second look, when the kernel's word is the whole answer.
+    const bool told = kernelKnowsMounts && (st.stx_attributes_mask & STATX_ATTR_MOUNT_ROOT) != 0;
+    const bool mountRoot = (st.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+    if ((!told || mountRoot) && WebUtils::IsMountPoint(fullPath)) {
         entry.isMountPoint = 1;
         entry.mountType = WebUtils::getMountType(fullPath);
     }
@@ -102,6 +119,7 @@ BOOL WebmanFileShare::WfmLibEnumSubDirAt(int dirFd, std::string dir, std::vector
     }
     rewinddir(stream);
     const int readFd = dirfd(stream);
+    const bool kernelKnowsMounts = KernelKnowsMounts();
     while (const struct dirent* found = readdir(stream)) {
         const char* name = found->d_name;
         if ((found->d_type != DT_DIR && found->d_type != DT_UNKNOWN) || strcmp(name, ".") == 0 ||
@@ -109,14 +127,15 @@ BOOL WebmanFileShare::WfmLibEnumSubDirAt(int dirFd, std::string dir, std::vector
             continue;
         // A "/" always, also after a dir that ends with one.
         const std::string fullPath = dir + "/" + name;
-        struct stat st;
-        if (fstatat(readFd, name, &st, AT_SYMLINK_NOFOLLOW) != 0) {
+        // lstat, with the mount-root attribute in the same call.
+        struct statx st;
+        if (statx(readFd, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, STATX_BASIC_STATS, &st) != 0) {
             if (IsFailedRemoteMount(fullPath))
                 list.push_back(FailedRemoteMount(name, fullPath));
             continue;
         }
-        if (S_ISDIR(st.st_mode))
-            list.push_back(Entry(name, fullPath, st));
+        if (S_ISDIR(st.stx_mode))
+            list.push_back(Entry(name, fullPath, st, kernelKnowsMounts));
     }
     closedir(stream);
     // The folder tree's order; names equal but for case in no defined order.

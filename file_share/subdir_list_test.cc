@@ -1,6 +1,6 @@
 // The sub-folders of a directory: which entries, in which order, and the
 // mount points among them (the scratch root's own mount table).  This
-// binary defines fstatat itself: the entries "gone" (a remote mount whose
+// binary defines statx itself: the entries "gone" (a remote mount whose
 // server has gone away) and "stale" (no mount) cannot be examined.
 
 #include <errno.h>
@@ -21,13 +21,13 @@
 #include "testing/log_capture.h"
 #include "testing/temp_root.h"
 
-extern "C" int fstatat(int fd, const char* path, struct stat* st, int flags)
+extern "C" int statx(int fd, const char* path, int flags, unsigned int mask, struct statx* st)
 {
     if (strcmp(path, "gone") == 0 || strcmp(path, "stale") == 0) {
         errno = ESTALE;
         return -1;
     }
-    return ARX_NEXT(fstatat)(fd, path, st, flags);
+    return ARX_NEXT(statx)(fd, path, flags, mask, st);
 }
 
 namespace {

@@ -57,15 +57,26 @@ int Sign(int value)
 }
 
 // A directory on the relaxed file system of the machine, for the file
-// system's rules.
-std::string& Directory()
-{
-    static std::string dir = [] {
+// system's rules; removed when the process ends.
+struct ScratchDirectory {
+    std::string path;
+    ScratchDirectory()
+    {
         char pattern[] = "/tmp/arx-fuzz-names.XXXXXX";
         const char* made = mkdtemp(pattern);
-        return std::string(made != nullptr ? made : "/tmp");
-    }();
-    return dir;
+        path = made != nullptr ? made : "/tmp";
+    }
+    ~ScratchDirectory()
+    {
+        if (path != "/tmp")
+            rmdir(path.c_str());
+    }
+};
+
+std::string& Directory()
+{
+    static ScratchDirectory dir;
+    return dir.path;
 }
 
 }  // namespace
