@@ -162,18 +162,17 @@ BOOL WebmanFileShare::WfmLibGetShareEaDirTmpPath(const char* path, char* out, si
                  VLIBCErrGet(), VLIBCErrorGetFile(), VLIBCErrorGetLine());
         return false;
     }
-    char tmp[4096];
-    snprintf(tmp, sizeof tmp, "%s/%s/%s", folder, VORN_EA_DIR_NAME, "@tmp");
+    const std::string tmp = ea + "/@tmp";
     // Failures of these steps are ignored, as the callers expect; the mode
     // and owner go through a descriptor, never through a planted link.
-    mkdir(tmp, 01777);
-    const int fd = open(tmp, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    mkdir(tmp.c_str(), 01777);
+    const int fd = open(tmp.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (fd >= 0) {
         if (fchown(fd, 0, 0) != 0 || fchmod(fd, 01777) != 0)
-            VLIBCLog(LOG_ERR, "%s:%d cannot settle %s: %m", kFileShareLogSource, __LINE__, tmp);
+            VLIBCLog(LOG_ERR, "%s:%d cannot settle %s: %m", kFileShareLogSource, __LINE__, tmp.c_str());
         close(fd);
     }
-    snprintf(out, size, "%s", tmp);
+    snprintf(out, size, "%s", tmp.c_str());
     return true;
 }
 

@@ -40,6 +40,7 @@ protected:
 
 TEST_F(SharePrivilegeTest, PlatformPrivilegeAndAttributeWord)
 {
+    constexpr int kUntouched = 3;  // no privilege's value, yet one the type can hold
     struct Row { const char* path; const char* user; int result; int priv; int extra; WEBFMERR error; };
     const Row rows[] = {
         {"/public/a", "alice", 0, WEBFM_SHARE_PRIV_RW, 0, WEBFM_ERR_NONE},
@@ -48,14 +49,14 @@ TEST_F(SharePrivilegeTest, PlatformPrivilegeAndAttributeWord)
         {"/photos/x", "admin", 0, WEBFM_SHARE_PRIV_RW, 0, WEBFM_ERR_NONE},  // administrators: no attribute bits
         {"/secret", "alice", 0, WEBFM_SHARE_PRIV_NONE, 1, WEBFM_ERR_NONE},
         {"/secret", "admin", 0, WEBFM_SHARE_PRIV_RW, 0, WEBFM_ERR_NONE},
-        {"/Public/a", "alice", -1, -1, -1, WEBFM_ERR_NOT_FOUND},  // a name in another case is no share
-        {"/nothing", "alice", -1, -1, -1, WEBFM_ERR_NOT_FOUND},
-        {"public", "alice", -1, -1, -1, WEBFM_ERR_BAD_PATH},
-        {"/", "alice", -1, -1, -1, WEBFM_ERR_BAD_PATH},
-        {"/public", nullptr, -1, -1, -1, WEBFM_ERR_BAD_PATH},
+        {"/Public/a", "alice", -1, kUntouched, -1, WEBFM_ERR_NOT_FOUND},  // a name in another case is no share
+        {"/nothing", "alice", -1, kUntouched, -1, WEBFM_ERR_NOT_FOUND},
+        {"public", "alice", -1, kUntouched, -1, WEBFM_ERR_BAD_PATH},
+        {"/", "alice", -1, kUntouched, -1, WEBFM_ERR_BAD_PATH},
+        {"/public", nullptr, -1, kUntouched, -1, WEBFM_ERR_BAD_PATH},
     };
     for (const Row& row : rows) {
-        WEBFM_SHARE_PRIVILEGE priv = static_cast<WEBFM_SHARE_PRIVILEGE>(-1);
+        WEBFM_SHARE_PRIVILEGE priv = static_cast<WEBFM_SHARE_PRIVILEGE>(kUntouched);
         int extra = -1;
         EXPECT_EQ(fs_.WfmLibGetPrivilege(row.path, row.user, "", &priv, &extra), row.result) << row.path;
         EXPECT_EQ(static_cast<int>(priv), row.priv) << row.path << " " << (row.user ? row.user : "NULL");
