@@ -4,7 +4,9 @@
  * time per run of each program in microseconds.
  *
  *   exec_bench ROUNDS INPUT_FILE PROGRAM...
- * The programs inherit the environment (the CGI variables). */
+ * The programs inherit the environment (the CGI variables).  A PROGRAM
+ * holding blanks is run with its later words as arguments ("/usr/bin/find
+ * DIR -type d"); its line then names it with '+' for each blank. */
 #define _GNU_SOURCE
 #include <fcntl.h>
 #include <spawn.h>
@@ -30,13 +32,20 @@ static int compare(const void *a, const void *b)
     return (x > y) - (x < y);
 }
 
-static double run_once(const char *program, const char *input)
+static double run_once(const char *command, const char *input)
 {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 0, input, O_RDONLY, 0);
     posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    char *argv[] = {(char *)program, NULL};
+    char words[4096];
+    char *argv[64];
+    int count = 0;
+    snprintf(words, sizeof words, "%s", command);
+    for (char *word = strtok(words, " "); word != NULL && count < 63; word = strtok(NULL, " "))
+        argv[count++] = word;
+    argv[count] = NULL;
+    const char *program = argv[0];
     const double start = now_us();
     pid_t pid;
     if (posix_spawn(&pid, program, &actions, NULL, argv, environ) != 0) {
@@ -74,7 +83,11 @@ int main(int argc, char **argv)
         for (int r = 0; r < rounds; ++r)
             sum += t[r];
         qsort(t, rounds, sizeof *t, compare);
-        printf("%s %.1f %.1f\n", argv[3 + p], t[rounds / 2], sum / rounds);
+        char name[4096];
+        snprintf(name, sizeof name, "%s", argv[3 + p]);
+        for (char *blank = strchr(name, ' '); blank != NULL; blank = strchr(blank, ' '))
+            *blank = '+';
+        printf("%s %.1f %.1f\n", name, t[rounds / 2], sum / rounds);
     }
     free(times);
     return 0;

@@ -46,6 +46,7 @@ cat <<TEXT
                                    login.cgi, logout.cgi, whoami.cgi, sessions.cgi
                                    desktop.cgi (the desktop's applications in the language chosen at login)
                                    csp_rules.cgi (administrators: list, save, delete CSP rule configs)
+                                   file_list.cgi, mkdir.cgi (shared folders, listed and made as the user)
   Its root (VORN_ROOT):            $scratch/root
   Server log:                      $scratch/log/error.log
 

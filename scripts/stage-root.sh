@@ -43,13 +43,32 @@ for dir in "$scratch/root/usr/vorn/etc/preference"/*/; do
   fi
 done
 
-# The demo's volume and its shared folder: members of "users" may write
-# there.  The volume's upload folder (@sharebin/@tmp) is made by the first
-# upload.
-mkdir -p "$scratch/root/volume1/public"
-chmod 0755 "$scratch/root/volume1"
-chmod 0775 "$scratch/root/volume1/public"
-if [ "$(id -u)" -eq 0 ]; then chown 0:100 "$scratch/root/volume1/public"; fi
+# The demo's volume, its shared folders and the users' homes
+# (demo/folders.txt: path, mode, owner and group by the demo root's names).
+# The volume's upload folder (@sharebin/@tmp) is made by the first upload.
+id_of() {  # NAME FILE: the numeric id of a user or group of the demo root
+  awk -F: -v n="$1" '$1 == n { print $3 }' "$2"
+}
+while IFS= read -r line; do
+  [[ -z "$line" || "$line" == \#* ]] && continue
+  # The path may hold blanks: the mode and owner are the last two fields.
+  owner=${line##* }
+  rest=${line% *}
+  rest=${rest%"${rest##*[! ]}"}
+  mode=${rest##* }
+  path=${rest% *}
+  path=${path%"${path##*[! ]}"}
+  mkdir -p "$scratch/root$path"
+  chmod "$mode" "$scratch/root$path"
+  if [ "$(id -u)" -eq 0 ]; then
+    chown "$(id_of "${owner%%:*}" "$scratch/root/etc/passwd"):$(id_of "${owner##*:}" "$scratch/root/etc/group")" \
+      "$scratch/root$path"
+  fi
+done < "$source_dir/demo/folders.txt"
+# The homes as the appliance keeps them: the users' entries name
+# /var/services/homes, a link to the volume's homes.
+mkdir -p "$scratch/root/var/services"
+ln -sfn ../../volume1/homes "$scratch/root/var/services/homes"
 
 # The image tool and the copy program, looked up under the root like every
 # system path, and the appliance's image policy.

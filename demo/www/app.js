@@ -63,6 +63,7 @@ async function showSession() {
   show("login-section", why !== "");
   show("session-section", why === "");
   show("upload-section", why === "");
+  show("folders-section", why === "");
   if (why !== "") {
     token = "";
     show("admin-section", false);
@@ -79,6 +80,7 @@ async function showSession() {
   const { token: _hidden, ...shown } = who;
   document.getElementById("whoami-reply").textContent = JSON.stringify(shown, null, 2);
   show("admin-section", who.is_admin);
+  await showFolders("/");
   await showDesktop();
   await showSettings(who);
   await showImages(who);
@@ -137,6 +139,100 @@ async function showDesktop() {
   document.getElementById("desktop-version").textContent = version;
   document.getElementById("desktop-css").textContent = String(config.css?.length ?? 0);
   show("desktop-section", true);
+}
+
+// The folder browser: one level at a time, as file_list.cgi lists it.
+const folderErrors = {
+  bad_path: "That is no folder's path.",
+  bad_name: "That name cannot be given to a folder here.",
+  no_privilege: "You may not do that here.",
+  not_found: "There is no such folder.",
+  link: "That is a link, which the browser does not follow.",
+  exists: "A folder of that name is there already.",
+  identity: "The appliance could not act as you.",
+  system: "The appliance could not answer.",
+};
+let folderPath = "/";
+
+function folderButton(label, path) {
+  const button = document.createElement("button");
+  button.type = "button";
+  button.className = "folder-link";
+  button.textContent = label;
+  button.dataset.path = path;
+  button.addEventListener("click", busy(() => showFolders(path)));
+  return button;
+}
+
+async function showFolders(path) {
+  const reply = await fetch(`/webapi/file_list.cgi?path=${encodeURIComponent(path)}`);
+  const why = refusal(reply);
+  const message = document.getElementById("folder-message");
+  if (why !== "") {
+    message.textContent = why;
+    return;
+  }
+  const answer = await reply.json();
+  if (!answer.success) {
+    message.textContent = folderErrors[answer.error] || answer.error;
+    return;
+  }
+  message.textContent = "";
+  folderPath = answer.path;
+  // Where you are: the shares, then each folder on the way.
+  const crumbs = [folderButton("Shared folders", "/")];
+  let walked = "";
+  for (const name of folderPath.split("/").filter((part) => part !== "")) {
+    walked += `/${name}`;
+    crumbs.push(" / ", folderButton(name, walked));
+  }
+  document.getElementById("folder-path").replaceChildren(...crumbs);
+  document.getElementById("folder-list").replaceChildren(
+    ...answer.folders.map((folder) => {
+      const item = document.createElement("li");
+      item.append(folderButton(folder.name, folder.path));
+      if (folder.mount_type) item.append(" ", Object.assign(document.createElement("span"), {
+        className: "folder-note", textContent: folder.mount_type }));
+      if (path === "/" && !folder.writable) item.append(" ", Object.assign(document.createElement("span"), {
+        className: "folder-note", textContent: "read-only" }));
+      return item;
+    }),
+  );
+  show("folder-empty", answer.folders.length === 0);
+  show("mkdir-form", folderPath !== "/" && answer.writable === true);
+}
+
+// What no file system takes; the appliance checks every name itself, this
+// only spares a request that would be refused.
+function folderNameProblem(name) {
+  if (name === "" || name === "." || name === ".." || name.startsWith("._")) return "bad_name";
+  if (/[/:\\\u0000-\u001f\u007f]/.test(name) || new TextEncoder().encode(name).length > 255) return "bad_name";
+  return "";
+}
+
+async function makeFolder(event) {
+  event.preventDefault();
+  const name = new FormData(event.target).get("name");
+  const message = document.getElementById("folder-message");
+  const problem = folderNameProblem(name);
+  if (problem !== "") {
+    message.textContent = folderErrors[problem];
+    return;
+  }
+  const reply = await postForm("/webapi/mkdir.cgi", { path: folderPath, name });
+  const why = refusal(reply);
+  if (why !== "") {
+    message.textContent = why;
+    return;
+  }
+  const answer = await reply.json();
+  if (!answer.success) {
+    message.textContent = folderErrors[answer.error] || answer.error;
+    return;
+  }
+  event.target.reset();
+  await showFolders(folderPath);
+  message.textContent = `Created ${answer.folder.path}.`;
 }
 
 async function logIn(event) {
@@ -299,6 +395,7 @@ document.getElementById("refresh-button").addEventListener("click", busy(() => s
 document.getElementById("end-sessions-form").addEventListener("submit", busy(endSessions));
 document.getElementById("echo-form").addEventListener("submit", busy(sendEcho));
 document.getElementById("upload-form").addEventListener("submit", busy(upload));
+document.getElementById("mkdir-form").addEventListener("submit", busy(makeFolder));
 busy(showNote)();
 // After every deferred script has run: the session's parts live in settings.js and images.js too.
 document.addEventListener("DOMContentLoaded", busy(showSession));

@@ -18,6 +18,7 @@
 #include <arx/theme_helper.h>
 #include <arx/vorn_conf.h>
 #include <arx/webman.h>
+#include <arx/webman_file_share.h>
 #include <arx/webutils.h>
 
 #endif

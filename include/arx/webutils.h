@@ -187,6 +187,51 @@ ARX_EXPORT int ParseInputUserName(const char* input, char* out, size_t size);
 ARX_EXPORT bool IsDomainObject(const std::string& name);
 ARX_EXPORT bool IsLDAPObject(const std::string& name);
 
+// ---- System information --------------------------------------------------
+//
+// Small questions about the system; every failure becomes the default
+// named, and only GetServerName and IsMountPoint log.
+
+// The domain's realm, or the workgroup's name, when the appliance has
+// joined one; "" otherwise.
+ARX_EXPORT std::string GetDomainName();
+
+// The host name; "" (and a log line) when it cannot be had.
+ARX_EXPORT std::string GetServerName();
+
+// "buildnumber" and "smallfixnumber" of /etc.defaults/VERSION (at most 7
+// characters), read once per process; "1" and "0" when missing.
+ARX_EXPORT std::string GetVersion();
+ARX_EXPORT std::string GetSmallFixNum();
+
+// Whether path is a regular file of at least one byte (an empty file
+// counts as missing here, on purpose).
+ARX_EXPORT bool checkFileExist(std::string path);
+
+// Whether the directory path is a mount point; false (and a log line)
+// when it cannot be told.
+ARX_EXPORT bool IsMountPoint(std::string path);
+
+// What a mount point holds: "iso" (an image), "remote" (nfs, cifs), or
+// "remotefail" (a remote mount whose server is gone); "" otherwise.
+ARX_EXPORT std::string getMountType(std::string path);
+
+// The chosen theme (the key "theme"), "default" when none is.
+ARX_EXPORT std::string getThemeCls();
+
+// Whether TCP ports from..to (one port when equal) are taken by a service
+// other than service (and "http_extra" beside "http" when the key
+// "addport" is "yes").  false for no ports or from above to.
+ARX_EXPORT bool IsPortConflict(const char* service, int from, int to);
+
+// Sends the platform's account-information mail mailName to recipient
+// without waiting for it: "%USER_NAME%" is user, "%PASSWD%" the password
+// when showPassword is true (the "common" text "no_pw" when it is empty),
+// else "********".  Nothing is sent to an empty recipient; the platform
+// refuses a recipient or subject that could add mail headers.
+ARX_EXPORT void SendUserInfoMail(const std::string& user, const std::string& password, const std::string& recipient,
+                                 const std::string& mailName, bool showPassword);
+
 // ---- Text templates ------------------------------------------------------
 //
 // Every "{key}" of the text is replaced by the value of that member of a

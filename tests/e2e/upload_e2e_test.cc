@@ -48,12 +48,14 @@ std::string Pattern(size_t size, unsigned seed)
     return text;
 }
 
+// The files of a folder (the demo's shared folders hold folders of their
+// own, which no upload touches).
 std::vector<std::string> Names(const std::string& dir)
 {
     std::vector<std::string> names;
     if (DIR* stream = opendir(dir.c_str())) {
         while (const dirent* entry = readdir(stream)) {
-            if (entry->d_name[0] != '.')
+            if (entry->d_name[0] != '.' && entry->d_type != DT_DIR)
                 names.push_back(entry->d_name);
         }
         closedir(stream);

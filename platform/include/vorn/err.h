@@ -13,6 +13,8 @@
 #define VLIB_ERR_NONE             0x0000
 #define VLIB_ERR_UNKNOWN          0x0100
 #define VLIB_ERR_OUT_OF_MEMORY    0x0200
+#define VLIB_ERR_PERMISSION_DENIED 0x0300 /* the caller may not reach or change it */
+#define VLIB_ERR_PATH_NOT_FOUND   0x0600 /* a path, or a directory on its way, does not exist */
 #define VLIB_ERR_BAD_PARAMETERS   0x0D00
 #define VLIB_ERR_BUFFER_TOO_SMALL 0x0E00
 #define VLIB_ERR_OPEN_FAILED      0x0900
@@ -31,9 +33,17 @@
 #define VLIB_ERR_SESSION_INVALID  0x2200
 #define VLIB_ERR_IDENTITY_FAILED  0x2300
 #define VLIB_ERR_TOKEN_INVALID    0x2400
+#define VLIB_ERR_FS_EXAMINE_FAILED 0x2700 /* a file system could not be examined */
 #define VLIB_ERR_VOLUME_READ_ONLY 0x2900
 #define VLIB_ERR_FORMAT           0x4000
+#define VLIB_ERR_SYSTEM           0x8100 /* a system call failed; a path element of the wrong kind */
 #define VLIB_ERR_NO_VOLUME        0x8300
+#define VLIB_ERR_READ_ONLY_FS     0x8400 /* the file system is mounted read-only */
+#define VLIB_ERR_NAME_RESERVED    0x9A00 /* a reserved file name, or ':' or '/' in one */
+#define VLIB_ERR_FILE_NOT_FOUND   0xA000 /* (other platforms' ACL layers) the file itself is missing */
+#define VLIB_ERR_NAME_BAD_CHAR    0xA500 /* a character the strict file-name rule forbids */
+#define VLIB_ERR_ACL_NOT_SUPPORTED 0xD700 /* (other platforms' ACL layers) no ACL on this file system */
+#define VLIB_ERR_ACL_NO_PERMISSION 0xD800 /* (other platforms' ACL layers) the ACL refuses the query */
 #define VLIB_ERR_NO_SPACE         0xDD00
 #define VLIB_ERR_EXEC_FAILED      0x3100
 #define VLIB_ERR_EXEC_TIMEOUT     0x3200

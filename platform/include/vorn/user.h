@@ -85,6 +85,28 @@ VORN_EXPORT int VORNGroupPreferenceDirGet(const char *group, char *buffer, int s
  * database that cannot be read).  flags: reserved, 0. */
 VORN_EXPORT int VORNUserLoginNameConvert(const char *input, char *out, int size, int flags);
 
+/* Looks a user up as VLIBUserInfoGet does, with the home directory of a
+ * local user mapped into the root (the root's passwd names system paths);
+ * a directory user's home is the system's, as NSS gives it.  0, or -1. */
+VORN_EXPORT int VORNUserGet(const char *user, VLIBUSERINFO *info);
+
+/* The uid and gid of a user (either pointer may be NULL).  0, or -1
+ * (VLIB_ERR_NOT_FOUND, VLIB_ERR_OPEN_FAILED, VLIB_ERR_BAD_PARAMETERS). */
+VORN_EXPORT int VORNUserGetUGID(const char *user, uid_t *uid, gid_t *gid);
+
+/* 1 when users have homes (the system configuration's userhome_enable,
+ * "yes" unless it says otherwise), else 0. */
+VORN_EXPORT int VORNServiceUserHomeIsEnabled(void);
+
+/* Sets the process's effective uid and gid to those of user (through root
+ * when the process runs as someone else; the real and saved ids stay, so
+ * the switch can be undone), and with groups nonzero its supplementary
+ * groups to the user's as well.  "root" is uid and gid 0 whatever the
+ * user database says.  0, or -1 with the identity as it was before the
+ * call (VLIB_ERR_BAD_PARAMETERS, VLIB_ERR_NOT_FOUND, VLIB_ERR_OPEN_FAILED,
+ * VLIB_ERR_IDENTITY_FAILED). */
+VORN_EXPORT int ResetCredentialsByName(const char *user, int groups);
+
 VORN_END_DECLS
 
 #endif

@@ -1,6 +1,7 @@
 // The libraries the platform loads on first use (libcrypt for password
 // checks, libcrypto for one-time codes and signed tokens, libjson-c for the
-// session filter): an ordinary request never maps them.
+// session filter, libutf8proc for comparing names that are not ASCII): an
+// ordinary request never maps them.
 //
 // A missing library or symbol fails closed: the caller gets nullptr, the
 // log one line, and the last-error record VLIB_ERR_LIBRARY_MISSING.
@@ -66,6 +67,13 @@ inline PlatformLibrary& Libcrypto()
 inline PlatformLibrary& LibJsonC()
 {
     static PlatformLibrary library{"libjson-c.so.5", "libjson-c.so.4"};
+    return library;
+}
+
+// Unicode case folding for the case-insensitive comparison of names.
+inline PlatformLibrary& LibUtf8proc()
+{
+    static PlatformLibrary library{"libutf8proc.so.2", "libutf8proc.so.3"};
     return library;
 }
 
