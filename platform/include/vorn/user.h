@@ -34,10 +34,6 @@ VORN_BEGIN_DECLS
  * VLIB_ERR_OPEN_FAILED when the database cannot be read). */
 VORN_EXPORT int VLIBUserInfoGet(const char *user, VLIBUSERINFO *info);
 
-/* The uid and primary gid of a user.  0, or -1 (VLIB_ERR_NOT_FOUND for an
- * unknown user, VLIB_ERR_OPEN_FAILED when the database cannot be read). */
-VORN_EXPORT int VORNUserGetUGID(const char *user, uid_t *uid, gid_t *gid);
-
 /* The user's groups: the primary gid first, then every group listing the
  * user.  Writes at most max gids and returns how many the user has (more
  * than max when they did not all fit), or -1. */

@@ -70,22 +70,6 @@ extern "C" int VLIBUserInfoGet(const char* user, VLIBUSERINFO* info)
     });
 }
 
-extern "C" int VORNUserGetUGID(const char* user, uid_t* uid, gid_t* gid)
-{
-    if (user == nullptr || uid == nullptr || gid == nullptr) {
-        VLIBCErrSet(VLIB_ERR_BAD_PARAMETERS);
-        return -1;
-    }
-    return vorn::NoThrow(-1, [&] {
-        vorn::UserEntry entry;
-        if (!Found(vorn::FindUser(user, entry)))
-            return -1;
-        *uid = entry.uid;
-        *gid = entry.gid;
-        return 0;
-    });
-}
-
 extern "C" int VLIBUserGroupsGet(const char* user, gid_t* groups, int max)
 {
     if (user == nullptr || max < 0 || (groups == nullptr && max > 0)) {
