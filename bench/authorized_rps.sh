@@ -60,9 +60,9 @@ c++ -O2 -std=c++17 -o "$work/programs/floor_cxx_jsoncpp.cgi" "$source_dir/bench/
     $(pkg-config --cflags --libs jsoncpp) "${run_path[@]}"
 c++ -O2 -std=c++17 -o "$work/programs/whoami.cgi" "$source_dir/cgi-bin/whoami.cc" \
     $(pkg-config --cflags --libs arx) "${run_path[@]}"
-# login.cgi shares the request checks of the programs that change state.
+# login.cgi shares the request checks and the JSON answer of the programs.
 c++ -O2 -std=c++17 -I "$source_dir" -o "$work/programs/login.cgi" "$source_dir/cgi-bin/login.cc" \
-    "$source_dir/cgi-bin/request_checks.cc" $(pkg-config --cflags --libs arx) "${run_path[@]}"
+    "$source_dir/cgi-bin/request_checks.cc" "$source_dir/cgi-bin/json_answer.cc" $(pkg-config --cflags --libs arx) "${run_path[@]}"
 
 # The demo appliance, serving these programs only.
 "$source_dir/scripts/stage-root.sh" "$work/appliance" "$build" "$port"

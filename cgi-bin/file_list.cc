@@ -80,7 +80,7 @@ int ListShares(WebMan& web, WebmanFileShare& fs)
     reply["folders"] = Json::Value(Json::arrayValue);
     for (const Json::Value& folder : folders)
         reply["folders"].append(folder);
-    return Answer(web, reply);
+    return AnswerJson(web, reply);
 }
 
 // Whether the share asks to hide what its users cannot read.
@@ -120,7 +120,7 @@ int ListFolder(WebMan& web, WebmanFileShare& fs, const std::string& path)
         item["mount_type"] = entry.mountType;
         reply["folders"].append(item);
     }
-    return Answer(web, reply);
+    return AnswerJson(web, reply);
 }
 
 }  // namespace

@@ -17,23 +17,13 @@ std::string Param(WebMan& web, const char* name)
     return web.In(name, "");
 }
 
-int Answer(WebMan& web, Json::Value& reply, const char* status)
-{
-    if (status != nullptr)
-        web.AddHeader("Status", status);
-    web.AddHeader("Cache-control", "no-store");
-    web.WriteHeader("application/json; charset=\"UTF-8\"");
-    web.WriteBody(reply);
-    return 0;
-}
-
 int Refuse(WebMan& web, const char* status, const char* error)
 {
     Json::Value reply(Json::objectValue);
     reply["success"] = false;
     reply["error"] = error;
     reply["code"] = static_cast<int>(WfmLibGetErr());
-    return Answer(web, reply, status);
+    return AnswerJson(web, reply, status);
 }
 
 OpenedFolder::~OpenedFolder()

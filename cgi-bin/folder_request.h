@@ -10,12 +10,10 @@
 #include <arx/webman.h>
 #include <arx/webman_file_share.h>
 
+#include "cgi-bin/json_answer.h"
+
 // A parameter from a JSON body or from the query or form pairs.
 std::string Param(WebMan& web, const char* name);
-
-// Prints reply as the program's answer, with status ("404 Not Found", ...)
-// unless it is nullptr.  Returns 0, the program's exit status.
-int Answer(WebMan& web, Json::Value& reply, const char* status = nullptr);
 
 // {"success": false, "error": error} with status.
 int Refuse(WebMan& web, const char* status, const char* error);

@@ -9,16 +9,6 @@
 
 #include <arx/image_selector_utils.h>
 
-int AnswerJson(WebMan& web, Json::Value& reply, const char* status)
-{
-    if (status != nullptr)
-        web.AddHeader("Status", status);
-    web.AddHeader("Cache-control", "no-store");
-    web.WriteHeader("application/json; charset=\"UTF-8\"");
-    web.WriteBody(reply);
-    return 0;
-}
-
 int Refuse(WebMan& web, const char* status, const char* error)
 {
     Json::Value reply(Json::objectValue);

@@ -9,13 +9,30 @@
 
 #include <arx/webman.h>
 
-// Prints reply as JSON, with status when given ("403 Forbidden").
-int AnswerJson(WebMan& web, Json::Value& reply, const char* status = nullptr);
+#include "cgi-bin/json_answer.h"
+
 // {"success": false, "error": error} with status.
 int Refuse(WebMan& web, const char* status, const char* error);
 
 // A slot number "0" to "7"; -1 for anything else.
 int SlotOf(const char* text);
+
+// The stored slots as [{"slot": N, "ext": "jpg"}, ...]: those for which
+// extensionOf(slot, ext, size) finds a picture.
+template <typename ExtensionOf> Json::Value SlotList(ExtensionOf extensionOf)
+{
+    Json::Value slots(Json::arrayValue);
+    for (int slot = 0; slot < 8; ++slot) {
+        char ext[8];
+        if (!extensionOf(slot, ext, static_cast<int>(sizeof ext)))
+            continue;
+        Json::Value entry(Json::objectValue);
+        entry["slot"] = slot;
+        entry["ext"] = ext;
+        slots.append(entry);
+    }
+    return slots;
+}
 
 // The picture sent with the request (one file field), stored by the
 // platform in an upload folder: its path and its name's extension.  false

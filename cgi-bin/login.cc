@@ -26,6 +26,7 @@
 
 #include <arx/webman.h>
 
+#include "cgi-bin/json_answer.h"
 #include "cgi-bin/request_checks.h"
 
 namespace {
@@ -56,13 +57,6 @@ const char* ErrorOf(int result, bool codeGiven)
     }
 }
 
-void Answer(WebMan& web, Json::Value& reply)
-{
-    web.AddHeader("Cache-control", "no-store");
-    web.WriteHeader("application/json; charset=\"UTF-8\"");
-    web.WriteBody(reply);
-}
-
 }  // namespace
 
 int main()
@@ -76,7 +70,7 @@ int main()
         web.AddHeader("Status", "403 Forbidden");
         reply["success"] = false;
         reply["error"] = "cross_site";
-        Answer(web, reply);
+        AnswerJson(web, reply);
         return 0;
     }
 
@@ -95,6 +89,6 @@ int main()
     } else {
         reply["error"] = ErrorOf(result, !code.empty());
     }
-    Answer(web, reply);
+    AnswerJson(web, reply);
     return 0;
 }

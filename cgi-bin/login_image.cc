@@ -56,16 +56,9 @@ int List(WebMan& web, const char* type)
     reply["success"] = true;
     reply["type"] = type;
     reply["current"] = ImageSelectorUtils::GetLoginIndexKey(type);
-    reply["slots"] = Json::Value(Json::arrayValue);
-    for (int slot = 0; slot < 8; ++slot) {
-        char ext[8];
-        if (!ImageSelectorUtils::GetLoginFileExtByIndex(slot, type, ext, sizeof ext))
-            continue;
-        Json::Value entry(Json::objectValue);
-        entry["slot"] = slot;
-        entry["ext"] = ext;
-        reply["slots"].append(entry);
-    }
+    reply["slots"] = SlotList([type](int slot, char* ext, int size) {
+        return ImageSelectorUtils::GetLoginFileExtByIndex(slot, type, ext, size);
+    });
     return AnswerJson(web, reply);
 }
 

@@ -33,7 +33,7 @@ int RefuseName(WebMan& web)
     reply["success"] = false;
     reply["error"] = "bad_name";
     reply["code"] = VLIBCErrGet();
-    return Answer(web, reply, "400 Bad Request");
+    return AnswerJson(web, reply, "400 Bad Request");
 }
 
 }  // namespace
@@ -73,5 +73,5 @@ int main()
     reply["success"] = true;
     reply["folder"]["name"] = name;
     reply["folder"]["path"] = folder.path + "/" + name;
-    return Answer(web, reply);
+    return AnswerJson(web, reply);
 }

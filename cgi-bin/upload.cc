@@ -28,6 +28,7 @@
 #include <arx/webman.h>
 #include <vorn/err.h>
 
+#include "cgi-bin/json_answer.h"
 #include "cgi-bin/request_checks.h"
 #include "cgi-bin/share_folder.h"
 
@@ -46,21 +47,12 @@ constexpr Failure kFailures[] = {
     {-13, "503 Service Unavailable", "no_volume"},
 };
 
-void Answer(WebMan& web, Json::Value& reply, const char* status = nullptr)
-{
-    if (status != nullptr)
-        web.AddHeader("Status", status);
-    web.AddHeader("Cache-control", "no-store");
-    web.WriteHeader("application/json; charset=\"UTF-8\"");
-    web.WriteBody(reply);
-}
-
 int Refuse(WebMan& web, const char* status, const char* error)
 {
     Json::Value reply(Json::objectValue);
     reply["success"] = false;
     reply["error"] = error;
-    Answer(web, reply, status);
+    AnswerJson(web, reply, status);
     return 0;
 }
 
@@ -102,7 +94,7 @@ int MoveFiles(WebMan& web, int count, const char* slicePath)
     if (folder >= 0)
         close(folder);
     reply["success"] = reply["refused"].empty();
-    Answer(web, reply, folder < 0 ? "404 Not Found" : !writable ? "403 Forbidden" : nullptr);
+    AnswerJson(web, reply, folder < 0 ? "404 Not Found" : !writable ? "403 Forbidden" : nullptr);
     return 0;
 }
 
@@ -127,7 +119,7 @@ int TakeSlice(WebMan& web, int stored)
     Json::Value reply(Json::objectValue);
     reply["success"] = true;
     reply["received"] = static_cast<Json::UInt64>(SizeOf(collecting));
-    Answer(web, reply);
+    AnswerJson(web, reply);
     return 0;
 }
 
@@ -157,7 +149,7 @@ int main()
         reply["code"] = stored;
         if (web.IsSliceUploadRequest())  // where the client resumes
             reply["received"] = static_cast<Json::UInt64>(SizeOf(web.GetSliceUploadTmpFile()));
-        Answer(web, reply, failure != nullptr ? failure->status : "500 Internal Server Error");
+        AnswerJson(web, reply, failure != nullptr ? failure->status : "500 Internal Server Error");
         return 0;
     }
     if (web.IsSliceUploadRequest())

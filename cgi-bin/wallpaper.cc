@@ -63,16 +63,9 @@ int List(WebMan& web, const std::string& user)
     Json::Value reply(Json::objectValue);
     reply["success"] = true;
     reply["current"] = ImageSelectorUtils::GetDesktopIndexKey(user);
-    reply["slots"] = Json::Value(Json::arrayValue);
-    for (int slot = 0; slot < 8; ++slot) {
-        char ext[8];
-        if (!ImageSelectorUtils::GetDesktopFileExtByIndex(user, slot, ext, sizeof ext))
-            continue;
-        Json::Value entry(Json::objectValue);
-        entry["slot"] = slot;
-        entry["ext"] = ext;
-        reply["slots"].append(entry);
-    }
+    reply["slots"] = SlotList([&user](int slot, char* ext, int size) {
+        return ImageSelectorUtils::GetDesktopFileExtByIndex(user, slot, ext, size);
+    });
     return AnswerJson(web, reply);
 }
 

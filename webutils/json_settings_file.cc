@@ -28,6 +28,7 @@
 #include <json/reader.h>
 #include <json/writer.h>
 
+#include "base/descriptor.h"
 #include "base/file_read.h"
 #include "base/file_write.h"
 #include "base/safe_open.h"
@@ -65,22 +66,6 @@ const HeldLock* FindHeldLock(const struct stat& st)
     }
     return nullptr;
 }
-
-class Descriptor {
-public:
-    explicit Descriptor(int fd) : fd_(fd) {}
-    ~Descriptor()
-    {
-        if (fd_ >= 0)
-            close(fd_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int get() const { return fd_; }
-
-private:
-    int fd_;
-};
 
 // Where a settings file is: its directory, held open, and its name there.
 class Place {
@@ -138,7 +123,7 @@ bool ReadText(int fd, std::string& text)
 bool ReadJournal(const Place& place, std::string& text)
 {
     struct stat st;
-    const Descriptor fd(OpenForReading(place, place.journal().c_str(), st));
+    const base::Descriptor fd(OpenForReading(place, place.journal().c_str(), st));
     return fd.get() >= 0 && ReadText(fd.get(), text);
 }
 
@@ -162,7 +147,7 @@ bool Finish(int fd, const Place& place, const std::string& text)
 // as it stands.
 void FinishForReader(int fd, const Place& place, const struct stat& st, bool convertLock, std::string& text)
 {
-    const Descriptor writable(openat(place.dir(), place.name(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    const base::Descriptor writable(openat(place.dir(), place.name(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     struct stat now;
     if (writable.get() < 0 || fstat(writable.get(), &now) != 0 || now.st_dev != st.st_dev || now.st_ino != st.st_ino)
         return;  // not ours to write: the journal's text is the document
@@ -244,7 +229,7 @@ bool LoadJsonFile(Json::Value& out, const char* path)
     try {
         const Place place(path);
         struct stat st;
-        const Descriptor fd(place.ok() ? OpenForReading(place, place.name(), st) : -1);
+        const base::Descriptor fd(place.ok() ? OpenForReading(place, place.name(), st) : -1);
         if (fd.get() < 0)
             return false;
         const HeldLock* held = FindHeldLock(st);
@@ -280,7 +265,7 @@ bool SaveJsonFile(Json::Value& value, const char* path)
         bool created = false;
         // The lock is taken on the very inode that is then rewritten, a
         // new file's included.
-        const Descriptor fd(base::OpenForWritingAt(place.dir(), place.name(), kNewFileMode, &st, &created));
+        const base::Descriptor fd(base::OpenForWritingAt(place.dir(), place.name(), kNewFileMode, &st, &created));
         if (fd.get() < 0)
             return false;
         if (created)

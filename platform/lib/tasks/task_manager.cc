@@ -21,6 +21,7 @@
 #include <vorn/log.h>
 #include <vorn/user.h>
 
+#include "base/descriptor.h"
 #include "base/file_read.h"
 #include "base/file_write.h"
 #include "base/safe_open.h"
@@ -56,22 +57,6 @@ bool NameUsable(const char* name)
     return why == nullptr;
 }
 
-class Descriptor {
-public:
-    explicit Descriptor(int fd) : fd_(fd) { }
-    ~Descriptor()
-    {
-        if (fd_ >= 0)
-            close(fd_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int get() const { return fd_; }
-
-private:
-    int fd_;
-};
-
 bool RunningAsRoot()
 {
     return geteuid() == 0;
@@ -81,7 +66,7 @@ bool RunningAsRoot()
 // link; made (0700, the user's) when create is set and it is missing.
 int OpenTasksDir(const std::string& preferenceDir, uid_t owner, gid_t group, bool create)
 {
-    const Descriptor parent(open(preferenceDir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const base::Descriptor parent(open(preferenceDir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (parent.get() < 0)
         return -1;
     const int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
@@ -100,7 +85,7 @@ int OpenTasksDir(const std::string& preferenceDir, uid_t owner, gid_t group, boo
 bool ReadRecord(int dir, const std::string& file, Json::Value& state)
 {
     struct stat st;
-    const Descriptor fd(base::OpenForReadingAt(dir, file.c_str(), base::Links::kRefuse, &st));
+    const base::Descriptor fd(base::OpenForReadingAt(dir, file.c_str(), base::Links::kRefuse, &st));
     std::string text;
     if (fd.get() < 0 || st.st_nlink != 1 || st.st_size > kLargestRecord ||
         !base::ReadWholeDescriptor(fd.get(), st, text))
@@ -147,7 +132,7 @@ bool Task::deserialize(const Json::Value& state)
         Json::StreamWriterBuilder builder;
         builder["indentation"] = "";
         const std::string text = Json::writeString(builder, state) + "\n";
-        const Descriptor dir(OpenTasksDir(directory_, owner_, group_, true));
+        const base::Descriptor dir(OpenTasksDir(directory_, owner_, group_, true));
         base::NewFile file;
         file.mode = kRecordMode;
         if (RunningAsRoot()) {
@@ -169,7 +154,7 @@ bool Task::deserialize(const Json::Value& state)
 bool Task::remove()
 {
     try {
-        const Descriptor dir(OpenTasksDir(directory_, owner_, group_, false));
+        const base::Descriptor dir(OpenTasksDir(directory_, owner_, group_, false));
         if (dir.get() < 0)
             return errno == ENOENT;
         return unlinkat(dir.get(), RecordFile(name_).c_str(), 0) == 0 || errno == ENOENT;
@@ -199,7 +184,7 @@ bool TaskMgr::hasTask(const char* name) const
     if (directory_.empty() || !NameUsable(name))
         return false;
     try {
-        const Descriptor dir(OpenTasksDir(directory_, owner_, group_, false));
+        const base::Descriptor dir(OpenTasksDir(directory_, owner_, group_, false));
         struct stat st;
         return dir.get() >= 0 && fstatat(dir.get(), RecordFile(name).c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0 &&
                S_ISREG(st.st_mode);
@@ -212,7 +197,7 @@ Task* TaskMgr::getTask(const char* name) const
 {
     if (directory_.empty() || !NameUsable(name))
         return nullptr;
-    const Descriptor dir(OpenTasksDir(directory_, owner_, group_, false));
+    const base::Descriptor dir(OpenTasksDir(directory_, owner_, group_, false));
     try {
         Json::Value state;
         if (dir.get() < 0 || !ReadRecord(dir.get(), RecordFile(name), state))
@@ -227,7 +212,7 @@ Task* TaskMgr::createTask(const char* name)
 {
     if (directory_.empty() || !NameUsable(name))
         return nullptr;
-    const Descriptor dir(OpenTasksDir(directory_, owner_, group_, false));
+    const base::Descriptor dir(OpenTasksDir(directory_, owner_, group_, false));
     try {
         Json::Value state(Json::objectValue);
         if (dir.get() >= 0)
