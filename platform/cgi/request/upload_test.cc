@@ -107,6 +107,8 @@ TEST(UploadTest, StoresFilePartsAndFieldsOrLeavesNothing)
         {"the volume fills up in the second file",
          Part("doc", std::string(1000, 'a'), "a") + Part("doc", std::string(300000, 'b'), "b") + kEnd, "", 200000,
          "-4 0 _upload_count=-", {}},
+        {"the volume fills up in a file large enough to be written on a second thread",
+         Part("doc", std::string(3 << 20, 'c'), "c") + kEnd, "", 2 << 20, "-4 0 _upload_count=-", {}},
     };
     for (const Row& row : rows) {
         arx_testing::TempRoot root;
@@ -134,6 +136,30 @@ TEST(UploadTest, StoresFilePartsAndFieldsOrLeavesNothing)
         std::sort(files.begin(), files.end());
         EXPECT_EQ(files, row.files) << row.description;
     }
+}
+
+TEST(UploadTest, StoresLargeFilesWholeWhileReadingOn)
+{
+    arx_testing::TempRoot root;
+    root.MakeDirs("/incoming");
+    const std::string dir = root.Path("/incoming");
+    std::string first(5 << 20, 'f');
+    for (size_t i = 0; i < first.size(); i += 4093)
+        first[i] = static_cast<char>('a' + i % 26);
+    const std::string second(3 << 20, 's');
+    const auto run = arx_testing::RunInChild(
+        [&] {
+            arx_testing::CgiRecord cgi;
+            printf("%d", VornCgiLoadUploadData(cgi.get(), dir.c_str(), 0));
+            for (const char* name : {"_upload_0_path", "_upload_1_path"})
+                printf(" %s", VornCgiGetCGIParam(cgi.get(), name, ""));
+        },
+        arx_testing::PostRequest(Part("a", "1") + Part("doc", first, "a.bin") + Part("doc", second, "b.bin") + kEnd,
+                                 "multipart/form-data; boundary=XyZb"));
+    ASSERT_EQ(run.output.substr(0, 2), "2 ") << run.output;
+    const size_t space = run.output.find(' ', 2);
+    EXPECT_TRUE(arx_testing::ReadWholeFile(run.output.substr(2, space - 2)) == first);
+    EXPECT_TRUE(arx_testing::ReadWholeFile(run.output.substr(space + 1)) == second);
 }
 
 TEST(UploadTest, ReadsPartByPart)
@@ -250,6 +276,8 @@ TEST_F(SliceUploadTest, AppendsWholeSlicesToOwnUploadFilesOnly)
         {"a wrong offset", file, Part("f", "xxx", "big.bin") + kEnd, "4", "", "-2 ", "one,two,"},
         {"a slice cut short is cut back", file, Part("f", std::string(1000, '3'), "big.bin"), "8", "9999", "-2 ",
          "one,two,"},
+        {"a large slice cut short is cut back once its writes are done", file,
+         Part("f", std::string(3 << 20, '3'), "big.bin"), "8", "99999999", "-2 ", "one,two,"},
         {"a file that is no upload file", passwd, Part("f", "evil", "big.bin") + kEnd, "26", "", "-1 ", "one,two,"},
         {"the last slice", file, Part("f", "end", "big.bin") + kEnd, "8", "", "1 " + file, "one,two,end"},
     };
