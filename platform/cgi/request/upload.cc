@@ -667,8 +667,11 @@ extern "C" int VornCgiLoadUploadData(VornCgi* cgi, const char* target, int /*fla
                 VLIBCErrSet(VLIB_ERR_BAD_PARAMETERS);
                 return VORN_UPLOAD_SYSTEM_ERROR;
             }
+            vorn::SweepAbandonedUploads(path.substr(0, path.rfind('/')), path.substr(path.rfind('/') + 1));
             return vorn::AppendSlice(*priv, path, st);
         }
+        if (VornCgiIsSliceUploadRequest() == 1)
+            vorn::SweepAbandonedUploads(path, "");
         return vorn::StoreInDirectory(*priv, path);
     });
 }

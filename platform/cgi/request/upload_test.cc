@@ -3,9 +3,11 @@
 // write() itself, so that a volume can fill up.
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <signal.h>
 #include <stdio.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -256,6 +258,55 @@ protected:
     arx_testing::TempRoot root_;
     std::string area_;
 };
+
+// Sets the modification time of path (not followed) hours back.
+void Age(const std::string& path, int hours)
+{
+    const timespec times[2] = {{time(nullptr) - hours * 3600, 0}, {time(nullptr) - hours * 3600, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW), 0) << path;
+}
+
+TEST_F(SliceUploadTest, SliceRequestsRemoveUploadFilesLeftADayAgo)
+{
+    const auto first = Slice(area_, Part("f", "one,", "big.bin") + kEnd, "0");
+    ASSERT_EQ(first.output.substr(0, 2), "1 ") << first.output;
+    const std::string collecting = first.output.substr(2);
+    const std::string tmp = "/volume1/@sharebin/@tmp/";
+    root_.WriteFile("/outside", "root's", 0600);
+    enum class Kind { kFile, kLink, kFolder, kCollecting };
+    struct Row { const char* description; std::string path; Kind kind; int hoursOld; bool stays; };
+    const Row rows[] = {
+        {"another user's upload, left 25 hours ago", tmp + "upload_" + std::string(32, 'a'), Kind::kFile, 25, false},
+        {"an upload 23 hours old", tmp + "upload_" + std::string(32, 'b'), Kind::kFile, 23, true},
+        {"another name", tmp + "notes.txt", Kind::kFile, 48, true},
+        {"a link under an upload file name", tmp + "upload_" + std::string(32, 'c'), Kind::kLink, 48, true},
+        {"a folder under an upload file name", tmp + "upload_" + std::string(32, 'd'), Kind::kFolder, 48, true},
+        {"the file this slice goes to", collecting.substr(root_.dir().size()), Kind::kCollecting, 48, true},
+    };
+    for (const Row& row : rows) {
+        const std::string path = root_.Path(row.path);
+        if (row.kind == Kind::kFile)
+            root_.WriteFile(row.path, "x", 0600);
+        else if (row.kind == Kind::kLink)
+            symlink(root_.Path("/outside").c_str(), path.c_str());
+        else if (row.kind == Kind::kFolder)
+            mkdir(path.c_str(), 0700);
+        lchown(path.c_str(), nobodyUid(), nobodyGid());
+        Age(path, row.hoursOld);
+    }
+    chown(collecting.c_str(), 0, 0);
+    EXPECT_EQ(Slice(collecting, Part("f", "two", "big.bin") + kEnd, "4", collecting).output, "1 " + collecting);
+    EXPECT_EQ(arx_testing::ReadWholeFile(collecting), "one,two");
+    for (const Row& row : rows) {
+        struct stat st;
+        EXPECT_EQ(lstat(root_.Path(row.path).c_str(), &st) == 0, row.stays) << row.description;
+    }
+    EXPECT_EQ(root_.ReadFile("/outside"), "root's");
+
+    Age(collecting, 25);  // its client went away: the next sliced upload removes it
+    EXPECT_EQ(Slice(area_, Part("f", "new", "b") + kEnd, "0").output.substr(0, 2), "1 ");
+    EXPECT_NE(access(collecting.c_str(), F_OK), 0);
+}
 
 TEST_F(SliceUploadTest, AppendsWholeSlicesToOwnUploadFilesOnly)
 {
