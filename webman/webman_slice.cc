@@ -101,8 +101,8 @@ void SweepAbandonedRecords(const std::string& dir)
         const std::string record = dir + "/" + id;
         struct stat st;
         char value[kValueSize + 1];
-        if (!IsRecordName(id.c_str()) || lstat(record.c_str(), &st) != 0 || !S_ISREG(st.st_mode) ||
-            st.st_uid != 0 || !UntouchedForADay(st, now))
+        if (!IsRecordName(id.c_str()) || lstat(record.c_str(), &st) != 0 || !S_ISREG(st.st_mode) || st.st_uid != 0 ||
+            !UntouchedForADay(st, now))
             continue;
         if (VLIBCFileGetKeyValue(record.c_str(), id.c_str(), value, kValueSize, 0) > 0 && lstat(value, &st) == 0 &&
             !UntouchedForADay(st, now))

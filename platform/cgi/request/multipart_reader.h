@@ -36,7 +36,7 @@ public:
     virtual int OnPartEnd() = 0;
     // The reader is about to write into region: data passed on from it
     // must be done with (a sink that writes later waits here).
-    virtual void BeforeReuse(const char* /*region*/, size_t /*size*/) {}
+    virtual void BeforeReuse(const char* /*region*/, size_t /*size*/) { }
 };
 
 class MultipartReader {
@@ -99,7 +99,7 @@ private:
     static Buffer NewBuffer();
 
     Buffer buffer_;  // kBufferSize bytes, page-aligned, as is the spare
-    Buffer spare_;   // made at the first turn
+    Buffer spare_;  // made at the first turn
     size_t begin_ = 0;
     size_t end_ = 0;
     State state_ = State::kStart;
