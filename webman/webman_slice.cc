@@ -7,10 +7,12 @@
 
 #include <arx/webman.h>
 
+#include <dirent.h>
 #include <errno.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <string>
@@ -30,6 +32,7 @@ namespace {
 constexpr char kRecordDir[] = "/tmp/slice_file_id";
 constexpr size_t kLongestRecordPath = 4094;
 constexpr int kValueSize = 4095;
+constexpr time_t kAbandonedAfterSeconds = 24 * 60 * 60;
 
 // Root's and closed to everyone else (a link is not followed).
 bool IsRootsOwn(const std::string& path, mode_t type, mode_t mode)
@@ -78,6 +81,41 @@ bool IsRecordName(const char* id)
            !(length >= 5 && strcmp(id + length - 5, ".lock") == 0);
 }
 
+bool UntouchedForADay(const struct stat& st, time_t now)
+{
+    return st.st_mtime < now - kAbandonedAfterSeconds;
+}
+
+// Removes the records of sliced uploads abandoned a day ago: a record
+// written over a day ago whose file is gone (the platform sweeps collecting
+// files left a day) or was not added to for a day.  Only root's regular
+// files are read; a record and its lock file are removed by name.
+void SweepAbandonedRecords(const std::string& dir)
+{
+    DIR* stream = opendir(dir.c_str());
+    if (stream == nullptr)
+        return;
+    const time_t now = time(nullptr);
+    while (const dirent* entry = readdir(stream)) {
+        const std::string id = entry->d_name;
+        const std::string record = dir + "/" + id;
+        struct stat st;
+        char value[kValueSize + 1];
+        if (!IsRecordName(id.c_str()) || lstat(record.c_str(), &st) != 0 || !S_ISREG(st.st_mode) || st.st_uid != 0 ||
+            !UntouchedForADay(st, now))
+            continue;
+        if (VLIBCFileGetKeyValue(record.c_str(), id.c_str(), value, kValueSize, 0) > 0 && lstat(value, &st) == 0 &&
+            !UntouchedForADay(st, now))
+            continue;
+        if (unlink(record.c_str()) == 0) {
+            unlink((record + ".lock").c_str());
+            VLIBCLog(LOG_NOTICE, "%s:%d removed the record of the sliced upload %s, abandoned a day ago",
+                     kWebManLogSource, __LINE__, id.c_str());
+        }
+    }
+    closedir(stream);
+}
+
 }  // namespace
 
 bool WebMan::SaveSliceUploadTmpFile(const char* sliceId, const char* tmpFilePath)
@@ -95,7 +133,10 @@ bool WebMan::SaveSliceUploadTmpFile(const char* sliceId, const char* tmpFilePath
             VLIBCLog(LOG_ERR, "%s:%d Failed to mkdir %s, %m", kWebManLogSource, __LINE__, dir.c_str());
             return false;
         }
-        if (!RecordDirIsTrusted(dir) || VLIBCFileSetKeyValue(record.c_str(), sliceId, tmpFilePath, 0) < 0)
+        if (!RecordDirIsTrusted(dir))
+            return false;
+        SweepAbandonedRecords(dir);
+        if (VLIBCFileSetKeyValue(record.c_str(), sliceId, tmpFilePath, 0) < 0)
             return false;
         if (chmod(record.c_str(), 0600) != 0)
             VLIBCLog(LOG_ERR, "%s:%d chmod failed.", kWebManLogSource, __LINE__);

@@ -9,6 +9,7 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <map>
@@ -203,6 +204,43 @@ TEST_F(SliceRecordTest, KeepsTheUploadFileByItsId)
     EXPECT_EQ(Get("Zx-1.a"), nullptr);
     for (const char* id : {"", ".", "..", "a/b", "../x", "x.lock", "a=b"})
         EXPECT_FALSE(web.SaveSliceUploadTmpFile(id, upload_.c_str())) << id;
+}
+
+TEST_F(SliceRecordTest, ForgetsUploadsAbandonedADayAgo)
+{
+    const auto age = [](const std::string& path, int hours) {
+        const timespec times[2] = {{time(nullptr) - hours * 3600, 0}, {time(nullptr) - hours * 3600, 0}};
+        utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW);
+    };
+    const std::string gone = root_.Path("/volume1/@sharebin/@tmp/upload_" + std::string(32, 'e'));
+    const std::string idle = root_.Path("/volume1/@sharebin/@tmp/upload_" + std::string(32, 'f'));
+    root_.WriteFile("/volume1/@sharebin/@tmp/upload_" + std::string(32, 'f'), "", 0600);
+    age(idle, 30);
+    struct Row { const char* id; std::string file; int recordHoursOld; uid_t owner; bool stays; };
+    const Row rows[] = {
+        {"file-gone", gone, 25, 0, false},
+        {"file-idle", idle, 25, 0, false},
+        {"file-added-to", upload_, 25, 0, true},
+        {"written-today", gone, 23, 0, true},
+        {"nobodys", gone, 25, nobodyUid(), true},
+    };
+    WebMan web(false);
+    ASSERT_TRUE(web.SaveSliceUploadTmpFile("first", upload_.c_str()));
+    for (const Row& row : rows) {
+        Plant(row.id, row.file, 0600, row.owner);
+        root_.WriteFile(std::string("/tmp/slice_file_id/") + row.id + ".lock", "", 0600);
+        age(records_ + "/" + row.id, row.recordHoursOld);
+    }
+    symlink((records_ + "/file-gone").c_str(), (records_ + "/link").c_str());
+    age(records_ + "/link", 25);
+    ASSERT_TRUE(web.SaveSliceUploadTmpFile("next", upload_.c_str()));
+    for (const Row& row : rows) {
+        EXPECT_EQ(access((records_ + "/" + row.id).c_str(), F_OK) == 0, row.stays) << row.id;
+        EXPECT_EQ(access((records_ + "/" + row.id + ".lock").c_str(), F_OK) == 0, row.stays) << row.id;
+    }
+    struct stat st;
+    EXPECT_EQ(lstat((records_ + "/link").c_str(), &st), 0) << "a link is no record";
+    EXPECT_EQ(access(idle.c_str(), F_OK), 0) << "collecting files are the platform's to remove";
 }
 
 TEST_F(SliceRecordTest, HonoursOnlyRootsRecordsOfOwnUploadFiles)

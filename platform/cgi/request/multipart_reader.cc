@@ -3,6 +3,9 @@
 #include <string.h>
 #include <strings.h>
 
+#include <new>
+#include <utility>
+
 #include <vorn/upload.h>
 
 namespace vorn {
@@ -112,8 +115,16 @@ std::string LastPathElement(std::string_view fileName)
     return last == "." || last == ".." ? std::string() : std::string(last);
 }
 
+MultipartReader::Buffer MultipartReader::NewBuffer()
+{
+    Buffer buffer(static_cast<char*>(aligned_alloc(kPage, kBufferSize)));
+    if (!buffer)
+        throw std::bad_alloc();
+    return buffer;
+}
+
 MultipartReader::MultipartReader(std::string boundary, MultipartSink& sink)
-    : delimiter_("\n--" + boundary), sink_(sink), buffer_(new char[kBufferSize])
+    : delimiter_("\n--" + boundary), sink_(sink), buffer_(NewBuffer())
 {
 }
 
@@ -126,10 +137,15 @@ void MultipartReader::Reset()
 
 char* MultipartReader::Space(size_t& room)
 {
-    // What is kept moves to the front only when a whole read would not fit
-    // behind it: input in small pieces moves it once in many pieces.
+    // What is kept moves to the front of the other buffer only when a whole
+    // read would not fit behind it: input in small pieces moves it once in
+    // many pieces.
     if (begin_ > 0 && kBufferSize - end_ < kReadSize) {
-        memmove(buffer_.get(), buffer_.get() + begin_, end_ - begin_);
+        if (!spare_)
+            spare_ = NewBuffer();
+        sink_.BeforeReuse(spare_.get(), kBufferSize);
+        memcpy(spare_.get(), buffer_.get() + begin_, end_ - begin_);
+        std::swap(buffer_, spare_);
         end_ -= begin_;
         begin_ = 0;
     }

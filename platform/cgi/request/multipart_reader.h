@@ -9,6 +9,7 @@
 #define VORN_PLATFORM_MULTIPART_READER_H
 
 #include <stddef.h>
+#include <stdlib.h>
 
 #include <memory>
 #include <string>
@@ -33,6 +34,9 @@ public:
     virtual int OnPartBegin(const PartHeaders& headers) = 0;
     virtual int OnPartData(const char* data, size_t size) = 0;
     virtual int OnPartEnd() = 0;
+    // The reader is about to write into region: data passed on from it
+    // must be done with (a sink that writes later waits here).
+    virtual void BeforeReuse(const char* /*region*/, size_t /*size*/) { }
 };
 
 class MultipartReader {
@@ -43,12 +47,14 @@ public:
     static constexpr int kPause = 1;
     static constexpr int kDone = 2;  // the close delimiter was read
 
-    // Input is best taken in pieces of kReadSize; the buffer holds one
+    // Input is best taken in pieces of kReadSize; a buffer holds one
     // piece and what the reader keeps back (a part's header lines, or the
-    // bytes that may begin a delimiter, which stay short of a page).
+    // bytes that may begin a delimiter, which stay short of a page).  There
+    // are two buffers, taken in turn, so that data passed on from one may
+    // still be written while the next piece is read into the other.
     static constexpr size_t kReadSize = 131072;
     static constexpr size_t kPage = 4096;
-    static constexpr size_t kBufferSize = kReadSize + 8192 + kPage + 128;
+    static constexpr size_t kBufferSize = (kReadSize + 8192 + kPage + 128 + kPage - 1) / kPage * kPage;
 
     MultipartReader(std::string boundary, MultipartSink& sink);
 
@@ -86,7 +92,14 @@ private:
 
     std::string delimiter_;  // "\n--" + boundary
     MultipartSink& sink_;
-    std::unique_ptr<char[]> buffer_;  // kBufferSize bytes
+    struct FreeBuffer {
+        void operator()(char* buffer) const { free(buffer); }
+    };
+    using Buffer = std::unique_ptr<char, FreeBuffer>;
+    static Buffer NewBuffer();
+
+    Buffer buffer_;  // kBufferSize bytes, page-aligned, as is the spare
+    Buffer spare_;  // made at the first turn
     size_t begin_ = 0;
     size_t end_ = 0;
     State state_ = State::kStart;

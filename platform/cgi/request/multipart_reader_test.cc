@@ -1,6 +1,7 @@
 // The multipart reader: the same bodies in every chunking give the same
 // parts and the same result.
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -111,6 +112,70 @@ TEST(MultipartReaderTest, SameBodiesInEveryChunking)
             EXPECT_EQ(outcome.parts, row.parts) << row.description << ", in pieces of " << chunk;
             EXPECT_EQ(outcome.result, row.result) << row.description << ", in pieces of " << chunk;
         }
+    }
+}
+
+// Keeps what it is given where the reader put it, as a sink that writes
+// later does, and checks that it is still there when the reader reuses it.
+class LateSink : public Transcript {
+public:
+    struct Held {
+        const char* data;
+        std::string copy;
+    };
+    std::vector<Held> held;
+    int overwritten = 0;
+    int OnPartData(const char* data, size_t size) override
+    {
+        held.push_back({data, std::string(data, size)});
+        return Transcript::OnPartData(data, size);
+    }
+    void BeforeReuse(const char* region, size_t size) override
+    {
+        std::vector<Held> kept;
+        for (const Held& piece : held) {
+            if (piece.data < region + size && region < piece.data + piece.copy.size())
+                overwritten += std::string(piece.data, piece.copy.size()) != piece.copy;
+            else
+                kept.push_back(piece);
+        }
+        held.swap(kept);
+    }
+};
+
+TEST(MultipartReaderTest, DataPassedOnStaysUntilItsBufferIsReused)
+{
+    // Delimiters just before, across and just after the ends of reads.
+    std::string body;
+    std::string parts;
+    for (const long shift : {-40L, -3L, 0L, 1L, 2L, 5000L}) {
+        const std::string head = "--XyZb\r\n" + kDisposition + "name=\"f\"; filename=\"n\"\r\n\r\n";
+        const long room = static_cast<long>(MultipartReader::kReadSize) -
+                          static_cast<long>((body.size() + head.size()) % MultipartReader::kReadSize);
+        std::string data(static_cast<size_t>(room + shift + static_cast<long>(MultipartReader::kReadSize)), 'd');
+        for (size_t i = 0; i < data.size(); i += 997)
+            data[i] = static_cast<char>('a' + i % 26);
+        body += head + data + "\r\n";
+        parts += "<f|n>" + data + "</>";
+    }
+    body += "--XyZb--\r\n";
+    for (const size_t piece : {MultipartReader::kReadSize, size_t{100003}}) {
+        LateSink sink;
+        MultipartReader reader("XyZb", sink);
+        int result = MultipartReader::kNeedInput;
+        for (size_t at = 0; at < body.size() && result == MultipartReader::kNeedInput;) {
+            size_t room;
+            char* space = reader.Space(room);
+            const size_t taken = std::min({room, piece, body.size() - at});
+            body.copy(space, taken, at);
+            at += taken;
+            result = reader.Commit(taken);
+        }
+        EXPECT_EQ(result, MultipartReader::kDone) << "pieces of " << piece;
+        EXPECT_TRUE(sink.text == parts) << "pieces of " << piece;
+        for (const LateSink::Held& held : sink.held)  // not reused yet
+            sink.overwritten += std::string(held.data, held.copy.size()) != held.copy;
+        EXPECT_EQ(sink.overwritten, 0) << "pieces of " << piece;
     }
 }
 

@@ -21,8 +21,8 @@
 #include <vorn/log.h>
 #include <vorn/upload.h>
 
-#include "base/file_write.h"
 #include "cgi/cgi_private.h"
+#include "cgi/request/background_writer.h"
 #include "cgi/request/multipart_reader.h"
 #include "cgi/request/request_body.h"
 #include "cgi/request/upload_files.h"
@@ -142,10 +142,8 @@ public:
         }
         if (kind_ != Kind::kFile || fileFd < 0)
             return 0;
-        if (!base::WriteAll(fileFd, std::string_view(data, size))) {
-            VLIBCLog(LOG_ERR, "upload:%d cannot write an upload file: %m", __LINE__);
-            return IsNoSpace(errno) ? VORN_UPLOAD_NO_SPACE : VORN_UPLOAD_SYSTEM_ERROR;
-        }
+        if (!writer.Write(fileFd, data, size, written_))
+            return WriteFailed();
         written_ += size;
         if (progress != nullptr)
             progress->stored = written_;
@@ -164,6 +162,8 @@ public:
         }
         if (kind_ != Kind::kFile)
             return 0;
+        if (!writer.Drain())
+            return WriteFailed();
         const std::string clientName = LastPathElement(part_.fileName);
         fields->Add(part_.name, clientName);
         lastFileSize = written_;
@@ -186,6 +186,8 @@ public:
         return 0;
     }
 
+    void BeforeReuse(const char* region, size_t size) override { writer.Release(region, size); }
+
     // The paused file part is now to be stored into fd.
     void StoreCurrentInto(int fd)
     {
@@ -195,8 +197,15 @@ public:
     }
 
     static unsigned long long lastFileSize;
+    BackgroundWriter writer;
 
 private:
+    static int WriteFailed()
+    {
+        VLIBCLog(LOG_ERR, "upload:%d cannot write an upload file: %m", __LINE__);
+        return IsNoSpace(errno) ? VORN_UPLOAD_NO_SPACE : VORN_UPLOAD_SYSTEM_ERROR;
+    }
+
     enum class Kind { kField, kFile, kSkipped };
     Kind kind_ = Kind::kSkipped;
     PartHeaders part_;
@@ -386,6 +395,10 @@ int UploadBody::Pump(const PumpOptions& options)
         Throttle(options.bytesPerSecond, start, received_ - startReceived);
         result = reader_->Commit(static_cast<size_t>(n));
     }
+    // Nothing is written after the read ends: a failed upload's files are
+    // removed or cut back next, and the process has one thread again.
+    sink.writer.Drain();
+    sink.writer.Stop();
     return Finished(result);
 }
 
@@ -654,8 +667,11 @@ extern "C" int VornCgiLoadUploadData(VornCgi* cgi, const char* target, int /*fla
                 VLIBCErrSet(VLIB_ERR_BAD_PARAMETERS);
                 return VORN_UPLOAD_SYSTEM_ERROR;
             }
+            vorn::SweepAbandonedUploads(path.substr(0, path.rfind('/')), path.substr(path.rfind('/') + 1));
             return vorn::AppendSlice(*priv, path, st);
         }
+        if (VornCgiIsSliceUploadRequest() == 1)
+            vorn::SweepAbandonedUploads(path, "");
         return vorn::StoreInDirectory(*priv, path);
     });
 }

@@ -1,8 +1,10 @@
 #include "cgi/request/upload_files.h"
 
+#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/random.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <vorn/fs.h>
@@ -136,6 +138,42 @@ bool IsOwnUploadFile(const std::string& path, struct stat& st, std::string& why)
         return false;
     }
     return true;
+}
+
+int SweepAbandonedUploads(const std::string& dir, std::string_view keep)
+{
+    if (!IsUploadArea(dir))
+        return 0;
+    base::RootMoment root;
+    if (!root.ok())
+        return -1;
+    int removed = -1;
+    const int fd = open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    struct stat st;
+    DIR* stream = fd >= 0 && fstat(fd, &st) == 0 && IsTrustedArea(st) ? fdopendir(fd) : nullptr;
+    if (stream != nullptr) {
+        removed = 0;
+        const time_t before = time(nullptr) - kAbandonedAfterSeconds;
+        while (const dirent* entry = readdir(stream)) {
+            const std::string_view name = entry->d_name;
+            struct stat file;
+            if (IsUploadFileName(name) && name != keep &&
+                fstatat(dirfd(stream), entry->d_name, &file, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(file.st_mode) &&
+                file.st_mtime < before && unlinkat(dirfd(stream), entry->d_name, 0) == 0)
+                ++removed;
+        }
+        closedir(stream);
+    } else if (fd >= 0) {
+        close(fd);
+    }
+    if (!root.Return())
+        VLIBCLog(LOG_AUTH | LOG_CRIT, "upload_files:%d cannot return from root: %m", __LINE__);
+    if (removed < 0)
+        VLIBCLog(LOG_ERR, "upload_files:%d cannot look for abandoned uploads in %s", __LINE__, dir.c_str());
+    else if (removed > 0)
+        VLIBCLog(LOG_NOTICE, "upload_files:%d removed %d upload files untouched for a day from %s", __LINE__, removed,
+                 dir.c_str());
+    return removed;
 }
 
 }  // namespace vorn

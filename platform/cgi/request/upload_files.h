@@ -3,6 +3,7 @@
 #define VORN_PLATFORM_UPLOAD_FILES_H
 
 #include <sys/stat.h>
+#include <time.h>
 
 #include <string>
 #include <string_view>
@@ -31,6 +32,18 @@ int OpenUploadDirectory(const std::string& dir);
 // file with one name, owned by the effective uid.  The reason it is not,
 // for the log, in why.
 bool IsOwnUploadFile(const std::string& path, struct stat& st, std::string& why);
+
+// Files in an upload folder that nobody touched for this long were left
+// behind: a sliced upload whose client went away, a file its program never
+// moved.
+constexpr time_t kAbandonedAfterSeconds = 24 * 60 * 60;
+
+// Removes from the upload folder dir the regular files under upload file
+// names not modified for kAbandonedAfterSeconds, except the one named
+// keep.  As root for the moment, since nobody else may list the folder;
+// nothing is followed, and a folder that is not root's own is left alone.
+// The number removed, or -1 (logged).
+int SweepAbandonedUploads(const std::string& dir, std::string_view keep);
 
 }  // namespace vorn
 

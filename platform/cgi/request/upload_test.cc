@@ -3,9 +3,11 @@
 // write() itself, so that a volume can fill up.
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <signal.h>
 #include <stdio.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -107,6 +109,8 @@ TEST(UploadTest, StoresFilePartsAndFieldsOrLeavesNothing)
         {"the volume fills up in the second file",
          Part("doc", std::string(1000, 'a'), "a") + Part("doc", std::string(300000, 'b'), "b") + kEnd, "", 200000,
          "-4 0 _upload_count=-", {}},
+        {"the volume fills up in a file large enough to be written on a second thread",
+         Part("doc", std::string(3 << 20, 'c'), "c") + kEnd, "", 2 << 20, "-4 0 _upload_count=-", {}},
     };
     for (const Row& row : rows) {
         arx_testing::TempRoot root;
@@ -134,6 +138,30 @@ TEST(UploadTest, StoresFilePartsAndFieldsOrLeavesNothing)
         std::sort(files.begin(), files.end());
         EXPECT_EQ(files, row.files) << row.description;
     }
+}
+
+TEST(UploadTest, StoresLargeFilesWholeWhileReadingOn)
+{
+    arx_testing::TempRoot root;
+    root.MakeDirs("/incoming");
+    const std::string dir = root.Path("/incoming");
+    std::string first(5 << 20, 'f');
+    for (size_t i = 0; i < first.size(); i += 4093)
+        first[i] = static_cast<char>('a' + i % 26);
+    const std::string second(3 << 20, 's');
+    const auto run = arx_testing::RunInChild(
+        [&] {
+            arx_testing::CgiRecord cgi;
+            printf("%d", VornCgiLoadUploadData(cgi.get(), dir.c_str(), 0));
+            for (const char* name : {"_upload_0_path", "_upload_1_path"})
+                printf(" %s", VornCgiGetCGIParam(cgi.get(), name, ""));
+        },
+        arx_testing::PostRequest(Part("a", "1") + Part("doc", first, "a.bin") + Part("doc", second, "b.bin") + kEnd,
+                                 "multipart/form-data; boundary=XyZb"));
+    ASSERT_EQ(run.output.substr(0, 2), "2 ") << run.output;
+    const size_t space = run.output.find(' ', 2);
+    EXPECT_TRUE(arx_testing::ReadWholeFile(run.output.substr(2, space - 2)) == first);
+    EXPECT_TRUE(arx_testing::ReadWholeFile(run.output.substr(space + 1)) == second);
 }
 
 TEST(UploadTest, ReadsPartByPart)
@@ -231,6 +259,55 @@ protected:
     std::string area_;
 };
 
+// Sets the modification time of path (not followed) hours back.
+void Age(const std::string& path, int hours)
+{
+    const timespec times[2] = {{time(nullptr) - hours * 3600, 0}, {time(nullptr) - hours * 3600, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW), 0) << path;
+}
+
+TEST_F(SliceUploadTest, SliceRequestsRemoveUploadFilesLeftADayAgo)
+{
+    const auto first = Slice(area_, Part("f", "one,", "big.bin") + kEnd, "0");
+    ASSERT_EQ(first.output.substr(0, 2), "1 ") << first.output;
+    const std::string collecting = first.output.substr(2);
+    const std::string tmp = "/volume1/@sharebin/@tmp/";
+    root_.WriteFile("/outside", "root's", 0600);
+    enum class Kind { kFile, kLink, kFolder, kCollecting };
+    struct Row { const char* description; std::string path; Kind kind; int hoursOld; bool stays; };
+    const Row rows[] = {
+        {"another user's upload, left 25 hours ago", tmp + "upload_" + std::string(32, 'a'), Kind::kFile, 25, false},
+        {"an upload 23 hours old", tmp + "upload_" + std::string(32, 'b'), Kind::kFile, 23, true},
+        {"another name", tmp + "notes.txt", Kind::kFile, 48, true},
+        {"a link under an upload file name", tmp + "upload_" + std::string(32, 'c'), Kind::kLink, 48, true},
+        {"a folder under an upload file name", tmp + "upload_" + std::string(32, 'd'), Kind::kFolder, 48, true},
+        {"the file this slice goes to", collecting.substr(root_.dir().size()), Kind::kCollecting, 48, true},
+    };
+    for (const Row& row : rows) {
+        const std::string path = root_.Path(row.path);
+        if (row.kind == Kind::kFile)
+            root_.WriteFile(row.path, "x", 0600);
+        else if (row.kind == Kind::kLink)
+            symlink(root_.Path("/outside").c_str(), path.c_str());
+        else if (row.kind == Kind::kFolder)
+            mkdir(path.c_str(), 0700);
+        lchown(path.c_str(), nobodyUid(), nobodyGid());
+        Age(path, row.hoursOld);
+    }
+    chown(collecting.c_str(), 0, 0);
+    EXPECT_EQ(Slice(collecting, Part("f", "two", "big.bin") + kEnd, "4", collecting).output, "1 " + collecting);
+    EXPECT_EQ(arx_testing::ReadWholeFile(collecting), "one,two");
+    for (const Row& row : rows) {
+        struct stat st;
+        EXPECT_EQ(lstat(root_.Path(row.path).c_str(), &st) == 0, row.stays) << row.description;
+    }
+    EXPECT_EQ(root_.ReadFile("/outside"), "root's");
+
+    Age(collecting, 25);  // its client went away: the next sliced upload removes it
+    EXPECT_EQ(Slice(area_, Part("f", "new", "b") + kEnd, "0").output.substr(0, 2), "1 ");
+    EXPECT_NE(access(collecting.c_str(), F_OK), 0);
+}
+
 TEST_F(SliceUploadTest, AppendsWholeSlicesToOwnUploadFilesOnly)
 {
     const auto first = Slice(area_, Part("f", "one,", "big.bin") + kEnd, "0");
@@ -250,6 +327,8 @@ TEST_F(SliceUploadTest, AppendsWholeSlicesToOwnUploadFilesOnly)
         {"a wrong offset", file, Part("f", "xxx", "big.bin") + kEnd, "4", "", "-2 ", "one,two,"},
         {"a slice cut short is cut back", file, Part("f", std::string(1000, '3'), "big.bin"), "8", "9999", "-2 ",
          "one,two,"},
+        {"a large slice cut short is cut back once its writes are done", file,
+         Part("f", std::string(3 << 20, '3'), "big.bin"), "8", "99999999", "-2 ", "one,two,"},
         {"a file that is no upload file", passwd, Part("f", "evil", "big.bin") + kEnd, "26", "", "-1 ", "one,two,"},
         {"the last slice", file, Part("f", "end", "big.bin") + kEnd, "8", "", "1 " + file, "one,two,end"},
     };
