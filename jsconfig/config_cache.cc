@@ -14,6 +14,7 @@
 #include <vorn/log.h>
 #include <vorn/root.h>
 
+#include "base/descriptor.h"
 #include "base/directories.h"
 #include "base/file_read.h"
 #include "base/file_write.h"
@@ -224,17 +225,31 @@ bool CacheSession::DirectoriesUsable(const std::string& path)
 
 bool CacheSession::Read(Document kind, const std::string& path, Json::Value& document)
 {
+    const int fd = Open(path);
+    if (fd < 0)
+        return false;
+    const base::Descriptor file(fd);
+    return ReadOpened(kind, fd, path, document);
+}
+
+int CacheSession::Open(const std::string& path)
+{
     if (!DirectoriesUsable(path))
-        return false;
+        return -1;
+    const int fd = base::OpenForReading(path.c_str(), base::Links::kRefuse);
+    if (fd < 0 && errno != ENOENT)
+        VLIBCLog(LOG_ERR, "%s:%d %s is not a cache document (%m): built again", kJSConfigParserLogSource, __LINE__,
+                 path.c_str());
+    return fd;
+}
+
+bool CacheSession::ReadOpened(Document kind, int fd, const std::string& path, Json::Value& document)
+{
     std::string content;
-    if (!base::ReadWholeFile(path.c_str(), content, nullptr, base::Links::kRefuse)) {
-        if (errno != ENOENT)
-            VLIBCLog(LOG_ERR, "%s:%d %s is not a cache document (%m): built again", kJSConfigParserLogSource, __LINE__,
-                     path.c_str());
-        return false;
-    }
+    struct stat st;
     Json::Value parsed;
-    if (!arx::webutils::JsonFromText(parsed, content) || !HasShape(kind, parsed)) {
+    if (fstat(fd, &st) != 0 || !base::ReadWholeDescriptor(fd, st, content) ||
+        !arx::webutils::JsonFromText(parsed, content) || !HasShape(kind, parsed)) {
         VLIBCLog(LOG_ERR, "%s:%d %s is not a cache document: built again", kJSConfigParserLogSource, __LINE__,
                  path.c_str());
         return false;
