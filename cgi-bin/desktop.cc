@@ -33,6 +33,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <unordered_set>
 
 #include <json/json.h>
 
@@ -57,15 +58,23 @@ bool IsApplication(const Json::Value& entry)
     return type == "app" || type == "standalone" || type == "url" || type == "legacy";
 }
 
-bool Lists(const Json::Value& list, const std::string& id)
+// The ids of the grantable applications, local or domain: looked up once
+// per entry of a configuration of hundreds.
+std::unordered_set<std::string> GrantableIds(const Json::Value& grantable)
 {
-    if (!list.isArray())
-        return false;
-    for (const Json::Value& element : list) {
-        if (element.isString() && element.asString() == id)
-            return true;
+    std::unordered_set<std::string> ids;
+    if (!grantable.isObject())
+        return ids;
+    for (const char* kind : {"local", "domain"}) {
+        const Json::Value& list = grantable[kind];
+        if (!list.isArray())
+            continue;
+        for (const Json::Value& element : list) {
+            if (element.isString())
+                ids.insert(element.asString());
+        }
     }
-    return false;
+    return ids;
 }
 
 // Which of the configuration's entries the session's user may see: the
@@ -74,16 +83,17 @@ bool Lists(const Json::Value& list, const std::string& id)
 class Visible {
 public:
     Visible(const JSConfigParser& parser, const std::string& user)
-        : apps_(parser.AppConfig()), grantable_(parser.GrantableApps()), privilege_(grantable_), user_(user)
+        : apps_(parser.AppConfig()), grantable_(GrantableIds(parser.GrantableApps())),
+          privilege_(parser.GrantableApps()), user_(user)
     { }
 
     bool operator()(const std::string& id, const Json::Value& entry)
     {
-        const Json::Value& app = apps_.isObject() && apps_.isMember(id) ? apps_[id] : entry;
+        const Json::Value* declared = apps_.isObject() ? apps_.find(id.data(), id.data() + id.size()) : nullptr;
+        const Json::Value& app = declared != nullptr ? *declared : entry;
         if (!IsApplication(app))
             return true;
-        const bool grantable =
-            grantable_.isObject() && (Lists(grantable_["local"], id) || Lists(grantable_["domain"], id));
+        const bool grantable = grantable_.count(id) != 0;
         if (!grantable && app["allUsers"].isBool() && app["allUsers"].asBool())
             return true;
         return privilege_.IsUserHasAppPriv(user_, id, "");
@@ -91,7 +101,7 @@ public:
 
 private:
     const Json::Value& apps_;
-    const Json::Value& grantable_;
+    const std::unordered_set<std::string> grantable_;
     AppPrivilege privilege_;
     const std::string user_;
 };
