@@ -30,8 +30,6 @@
 
 #include <stdio.h>
 
-#include <memory>
-#include <sstream>
 #include <string>
 #include <unordered_set>
 
@@ -43,6 +41,8 @@
 #include <arx/js_config_parser.h>
 #include <arx/webman.h>
 #include <arx/webutils.h>
+
+#include "cgi-bin/compact_json.h"
 
 namespace {
 
@@ -138,13 +138,14 @@ Part PartNamed(const std::string& name)
 }
 
 // The documents are large: compact, UTF-8 as it is, and written piece by
-// piece from the parser's own documents, never copied into a reply.
+// piece from the parser's own documents into one text, never copied into a
+// reply.
 class Reply {
 public:
     void Add(const char* name, const Json::Value& value)
     {
         Name(name);
-        writer_->write(value, &out_);
+        AppendCompactJson(value, out_);
     }
     // An object's members that keep(name, member) keeps; with depth 2,
     // the members of each member (objects of objects).
@@ -155,51 +156,44 @@ public:
     }
     void Write()
     {
-        out_ << "}\n";
-        const std::string text = out_.str();
-        fwrite(text.data(), 1, text.size(), stdout);
+        out_.append("}\n");
+        fwrite(out_.data(), 1, out_.size(), stdout);
     }
 
 private:
     void Name(const char* name)
     {
-        out_ << (empty_ ? "{\"" : ",\"") << name << "\":";
+        out_.append(empty_ ? "{" : ",");
+        AppendJsonString(name, out_);
+        out_.push_back(':');
         empty_ = false;
     }
     template <typename Keep> void WriteFiltered(const Json::Value& value, int depth, Keep& keep)
     {
         if (!value.isObject()) {
-            writer_->write(value, &out_);
+            AppendCompactJson(value, out_);
             return;
         }
-        out_ << '{';
+        out_.push_back('{');
         bool first = true;
         for (auto member = value.begin(); member != value.end(); ++member) {
             const std::string name = member.name();
             if (depth == 1 && !keep(name, *member))
                 continue;
-            out_ << (first ? "" : ",");
-            writer_->write(Json::Value(name), &out_);
-            out_ << ':';
+            if (!first)
+                out_.push_back(',');
+            AppendJsonString(name, out_);
+            out_.push_back(':');
             if (depth == 1)
-                writer_->write(*member, &out_);
+                AppendCompactJson(*member, out_);
             else
                 WriteFiltered(*member, depth - 1, keep);
             first = false;
         }
-        out_ << '}';
+        out_.push_back('}');
     }
 
-    static Json::StreamWriter* NewWriter()
-    {
-        Json::StreamWriterBuilder builder;
-        builder["indentation"] = "";
-        builder["emitUTF8"] = true;
-        return builder.newStreamWriter();
-    }
-
-    std::ostringstream out_;
-    const std::unique_ptr<Json::StreamWriter> writer_ {NewWriter()};
+    std::string out_;
     bool empty_ = true;
 };
 
