@@ -131,7 +131,9 @@ void JSConfigParserPrivate::ParsePathFromVornman(const char* app)
     bool configRead = false;
     bool textsRead = false;
     if (cached) {
-        int textsFile = -1;
+        // The texts file as it is now, owned by the parser from here on.
+        pendingPath_ = textsPath;
+        pendingApp_ = app != nullptr ? app : "";
         IF_RUN_AS2("root")
         {
             configRead = cache_.Read(CacheSession::Document::kConfig, configPath, config);
@@ -143,11 +145,11 @@ void JSConfigParserPrivate::ParsePathFromVornman(const char* app)
                 appConfig.swap(config["_apps"]);
                 grantableApps.swap(config["_grantableApps"]);
             }
-            textsFile = cache_.Open(textsPath);
+            pendingTexts_ = cache_.Open(textsPath);
             // A scan follows, and adds to the texts: they are read now.
-            if (textsFile >= 0 && !configRead) {
-                const base::Descriptor file(textsFile);
-                textsFile = -1;
+            if (pendingTexts_ >= 0 && !configRead) {
+                const base::Descriptor file(pendingTexts_);
+                pendingTexts_ = -1;
                 textsRead = cache_.ReadOpened(CacheSession::Document::kTexts, file.get(), textsPath, textsDocument);
                 if (textsRead) {
                     texts.swap(textsDocument["_texts"]);
@@ -158,20 +160,17 @@ void JSConfigParserPrivate::ParsePathFromVornman(const char* app)
         }
         if (cache_.refused()) {
             configRead = textsRead = false;
-            if (textsFile >= 0)
-                close(textsFile);
+            if (pendingTexts_ >= 0)
+                close(pendingTexts_);
+            pendingTexts_ = -1;
         } else {
             cacheKey_ = key;
         }
         if (configRead)
             ResolveThirdPartyUrls();
-        if (configRead && textsFile >= 0 && !cache_.refused()) {
-            // The texts file as it is now, read when the texts are needed.
-            pendingTexts_ = textsFile;
-            pendingPath_ = textsPath;
-            pendingApp_ = app != nullptr ? app : "";
+        // Read when the texts are needed.
+        if (configRead && pendingTexts_ >= 0)
             return;
-        }
     }
 
     ParseModuleDir("vornman");
