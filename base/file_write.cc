@@ -7,6 +7,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "base/safe_open.h"
 
 namespace base {
@@ -44,7 +46,7 @@ int CreateTemporaryAt(int dirfd, const std::string& name, std::string& temporary
         temporary = "." + name + ".";
         for (unsigned char byte : random)
             temporary.push_back(kLetters[byte % (sizeof kLetters - 1)]);
-        const int fd = openat(dirfd, temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+        const int fd = openat(dirfd, temporary.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
         if (fd >= 0 || errno != EEXIST)
             return fd;
     }
@@ -56,6 +58,13 @@ int CreateTemporaryAt(int dirfd, const std::string& name, std::string& temporary
 bool ReplaceFileAt(int dirfd, const std::string& name, std::string_view content, const NewFile& file,
                    const std::string& temporaryName)
 {
+    return ReplaceFileAt(
+        dirfd, name, [content](int fd) { return WriteAll(fd, content); }, file, temporaryName);
+}
+
+bool ReplaceFileAt(int dirfd, const std::string& name, const std::function<bool(int fd)>& writeContent,
+                   const NewFile& file, const std::string& temporaryName)
+{
     std::string temporary = temporaryName;
     int fd;
     if (temporary.empty()) {
@@ -64,12 +73,12 @@ bool ReplaceFileAt(int dirfd, const std::string& name, std::string_view content,
         // What an interrupted writer left under the name goes first; an
         // unlink never follows a link.
         unlinkat(dirfd, temporary.c_str(), 0);
-        fd = openat(dirfd, temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+        fd = openat(dirfd, temporary.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
     }
     if (fd < 0)
         return false;
     const bool owned = file.owner == static_cast<uid_t>(-1) && file.group == static_cast<gid_t>(-1);
-    bool ok = WriteAll(fd, content) && (owned || fchown(fd, file.owner, file.group) == 0) &&
+    bool ok = writeContent(fd) && (owned || fchown(fd, file.owner, file.group) == 0) &&
               fchmod(fd, file.mode) == 0 && fdatasync(fd) == 0;
     int error = errno;
     if (close(fd) != 0 && ok) {
@@ -85,6 +94,48 @@ bool ReplaceFileAt(int dirfd, const std::string& name, std::string_view content,
         errno = error;
     }
     return ok;
+}
+
+bool OverwriteWithFile(int to, int from)
+{
+    struct stat st;
+    if (fstat(from, &st) != 0)
+        return false;
+    const off_t size = st.st_size;
+    off_t done = 0;
+    bool inKernel = true;
+    while (done < size) {
+        ssize_t copied = -1;
+        if (inKernel) {
+            off_t in = done;
+            off_t out = done;
+            copied = copy_file_range(from, &in, to, &out, static_cast<size_t>(size - done), 0);
+            if (copied < 0 && (errno == EXDEV || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP)) {
+                inKernel = false;
+                continue;
+            }
+        } else {
+            char buffer[16384];
+            copied = pread(from, buffer, std::min<off_t>(size - done, sizeof buffer), done);
+            if (copied > 0) {
+                const ssize_t written = pwrite(to, buffer, static_cast<size_t>(copied), done);
+                if (written != copied) {
+                    if (written >= 0)
+                        errno = ENOSPC;  // a short write to a regular file
+                    copied = -1;
+                }
+            }
+        }
+        if (copied < 0 && errno == EINTR)
+            continue;
+        if (copied <= 0) {
+            if (copied == 0)
+                errno = EIO;  // the file shrank under us
+            return false;
+        }
+        done += copied;
+    }
+    return ftruncate(to, size) == 0;
 }
 
 bool WriteAll(int fd, std::string_view data)

@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -11,6 +12,12 @@ namespace base {
 
 // Writes all of data to fd, retrying short writes and interrupted calls.
 bool WriteAll(int fd, std::string_view data);
+
+// Makes the file open in to hold what the file open in from holds: its
+// bytes are copied over to's from the start (inside the kernel where it
+// can) and to is cut to their length after, so that the old bytes need not
+// be written back first.  Offsets of neither descriptor move.
+bool OverwriteWithFile(int to, int from);
 
 enum class Temporary {
     kBeside,  // "NAME.XXXXXX"
@@ -44,6 +51,13 @@ struct NewFile {
 // tells why.  The directory itself is not synced.
 bool ReplaceFileAt(int dirfd, const std::string& name, std::string_view content, const NewFile& file,
                    const std::string& temporaryName = "");
+// The same with the content written by writeContent (true when all of it is
+// written, false with errno set), for content that is produced as it is
+// written rather than held whole in memory.  writeContent gets the
+// temporary file's descriptor open for reading and writing: a duplicate it
+// keeps reads the file back after the rename without opening it by name.
+bool ReplaceFileAt(int dirfd, const std::string& name, const std::function<bool(int fd)>& writeContent,
+                   const NewFile& file, const std::string& temporaryName = "");
 
 // Creates path with content and mode, never replacing a file there: a
 // temporary file beside it is written whole and then linked to the name,

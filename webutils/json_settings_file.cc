@@ -26,11 +26,11 @@
 #include <vector>
 
 #include <json/reader.h>
-#include <json/writer.h>
 
 #include "base/descriptor.h"
 #include "base/file_read.h"
 #include "base/file_write.h"
+#include "base/json_text.h"
 #include "base/safe_open.h"
 
 namespace {
@@ -254,10 +254,6 @@ bool LoadJsonFile(Json::Value& out, const char* path)
 bool SaveJsonFile(Json::Value& value, const char* path)
 {
     try {
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-        const std::string text = Json::FastWriter().write(value);
-#pragma GCC diagnostic pop
         const Place place(path);
         if (!place.ok())
             return false;
@@ -283,11 +279,21 @@ bool SaveJsonFile(Json::Value& value, const char* path)
             journal.owner = st.st_uid;
             journal.group = st.st_gid;
         }
-        // Once the journal is in place the new document is saved: a
-        // rewrite that fails after it is finished by the next comer.
-        const bool saved = base::ReplaceFileAt(place.dir(), place.journal(), text, journal, place.temporary());
-        if (saved)
-            Finish(fd.get(), place, text);
+        // The text is written as it is made and then copied from the
+        // journal into the file: a document of any size costs a buffer of
+        // memory and no allocation.  Once the journal is in place the new
+        // document is saved: a rewrite that fails after it is finished by
+        // the next comer.
+        base::Descriptor written;
+        const bool saved = base::ReplaceFileAt(
+            place.dir(), place.journal(),
+            [&written, &value](int journalFd) {
+                written.reset(fcntl(journalFd, F_DUPFD_CLOEXEC, 0));
+                return written.get() >= 0 && base::WriteCompactJson(value, journalFd, "\n");
+            },
+            journal, place.temporary());
+        if (saved && base::OverwriteWithFile(fd.get(), written.get()))
+            unlinkat(place.dir(), place.journal().c_str(), 0);
         if (held == nullptr)
             flock(fd.get(), LOCK_UN);
         return saved;
