@@ -213,6 +213,14 @@ TEST_F(ConfigCacheTest, TextsAreReadWhenAskedForAsFoundAtTheParse)
     EXPECT_EQ(root.ReadFile(kTextsCache), "{ not json") << "neither read nor written";
 
     replaceTexts(texts);
+    JSConfigParser forked("enu", false, true);
+    forked.ParsePathFromVornman(nullptr);
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(forked.ModuleTexts() == expected["moduleTexts"] ? 0 : 1);
+    EXPECT_EQ(ExitStatus(child), 0) << "a child reads the file the parent opened";
+    EXPECT_EQ(forked.ModuleTexts(), expected["moduleTexts"]) << "and so does the parent, after it";
+
     JSConfigParser cleared("enu", false, true);
     cleared.ParsePathFromVornman(nullptr);
     cleared.Clear();
