@@ -219,7 +219,9 @@ TEST_F(ConfigCacheTest, TextsAreReadWhenAskedForAsFoundAtTheParse)
     if (child == 0)
         _exit(forked.ModuleTexts() == expected["moduleTexts"] ? 0 : 1);
     EXPECT_EQ(ExitStatus(child), 0) << "a child reads the file the parent opened";
+    LogCapture forkLog;
     EXPECT_EQ(forked.ModuleTexts(), expected["moduleTexts"]) << "and so does the parent, after it";
+    EXPECT_TRUE(forkLog.lines().empty()) << "not taken for a damaged file: " << forkLog.texts()[0];
 
     JSConfigParser cleared("enu", false, true);
     cleared.ParsePathFromVornman(nullptr);
