@@ -288,7 +288,7 @@ std::string JSConfigParserPrivate::LanguageDirectory(const std::string& moduleDi
     // The language when the module has it, else English, whether or not
     // that exists.
     std::string below = name + "/" + lang;
-    if (!dir.Readable(below))
+    if (lang != "enu" && !dir.Readable(below))
         below = name + "/enu";
     if (dir.LinkLeadsOut(below + "/strings")) {
         LogSkip(moduleDir + "/" + below, kLinkOut);
