@@ -44,7 +44,8 @@ public:
                 return;
             }
         }
-        memcpy(buffer_ + used_, text, size);
+        if (size != 0)  // text may be null then
+            memcpy(buffer_ + used_, text, size);
         used_ += size;
     }
     // Whether every byte put has reached the file.

@@ -51,7 +51,7 @@ int RefuseFolder(WebMan& web)
     return 0;
 }
 
-bool OpenFolder(WebMan& web, WebmanFileShare& fs, const std::string& path, bool write, OpenedFolder& folder)
+bool CheckFolder(WebMan& web, WebmanFileShare& fs, const std::string& path, bool write, OpenedFolder& folder)
 {
     if (fs.WfmCheckRequestPath(path.c_str()) != 0 || path == "/") {
         Refuse(web, "400 Bad Request", "bad_path");
@@ -64,9 +64,8 @@ bool OpenFolder(WebMan& web, WebmanFileShare& fs, const std::string& path, bool 
         Refuse(web, missing ? "404 Not Found" : "403 Forbidden", missing ? "not_found" : "no_privilege");
         return false;
     }
-    std::string folderOfShare;
-    std::string rest;
-    if (!fs.WfmFullPathGet(folder.path.c_str(), folder.fullPath, folder.share, folderOfShare, rest, user)) {
+    if (!fs.WfmFullPathGet(folder.path.c_str(), folder.fullPath, folder.share, folder.folderOfShare, folder.rest,
+                           user)) {
         Refuse(web, "404 Not Found", "not_found");
         return false;
     }
@@ -76,16 +75,28 @@ bool OpenFolder(WebMan& web, WebmanFileShare& fs, const std::string& path, bool 
         Refuse(web, "403 Forbidden", "no_privilege");
         return false;
     }
+    return true;
+}
+
+bool OpenCheckedFolder(WebMan& web, WebmanFileShare& fs, OpenedFolder& folder)
+{
+    folder.fd = fs.WfmOpenShareDir(folder.folderOfShare, folder.rest);
+    if (folder.fd < 0) {
+        RefuseFolder(web);
+        return false;
+    }
+    return true;
+}
+
+bool OpenFolder(WebMan& web, WebmanFileShare& fs, const std::string& path, bool write, OpenedFolder& folder)
+{
+    if (!CheckFolder(web, fs, path, write, folder))
+        return false;
     // From here on the user's identity: what the user may not open, the
     // program cannot either.
     if (web.setEUGID() != 0) {
         Refuse(web, "500 Internal Server Error", "identity");
         return false;
     }
-    folder.fd = fs.WfmOpenShareDir(folderOfShare, rest);
-    if (folder.fd < 0) {
-        RefuseFolder(web);
-        return false;
-    }
-    return true;
+    return OpenCheckedFolder(web, fs, folder);
 }

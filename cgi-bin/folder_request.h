@@ -33,6 +33,8 @@ struct OpenedFolder {
     std::string fullPath;  // on the file system
     std::string share;     // its first element ("home" for the user's home)
     bool writable = false; // the share lets the user write
+    std::string folderOfShare;  // the share's own folder and the path below it
+    std::string rest;
     ~OpenedFolder();
 };
 
@@ -40,5 +42,12 @@ struct OpenedFolder {
 // "bad_path", "no_privilege", "not_found", "link", "identity" or "system")
 // and returns false.
 bool OpenFolder(WebMan& web, WebmanFileShare& fs, const std::string& path, bool write, OpenedFolder& folder);
+
+// The two halves of OpenFolder, for a program that has taken the user's
+// identity already (to read an upload as the user): the checks of the
+// text and the privilege, and the opening as the current identity.  Each
+// answers the request and returns false when the folder does not pass.
+bool CheckFolder(WebMan& web, WebmanFileShare& fs, const std::string& path, bool write, OpenedFolder& folder);
+bool OpenCheckedFolder(WebMan& web, WebmanFileShare& fs, OpenedFolder& folder);
 
 #endif

@@ -13,7 +13,10 @@
 // bytes received so far, from which the client resumes.
 //
 // The body is read as the session's user: the files it stores, and the
-// folder they are moved into, are what that user may write.
+// folder they are moved into, are what that user may write.  The folder
+// is checked as file_list.cgi and mkdir.cgi check theirs (400 "bad_path",
+// 403 "no_privilege" or "link", 404 "not_found"), and each name as
+// mkdir.cgi checks a new folder's ("bad_name" in "refused").
 
 #include <errno.h>
 #include <stdlib.h>
@@ -22,15 +25,18 @@
 #include <unistd.h>
 
 #include <string>
+#include <vector>
 
 #include <json/json.h>
 
 #include <arx/webman.h>
+#include <arx/webman_file_share.h>
 #include <vorn/err.h>
 
+#include "cgi-bin/folder_request.h"
 #include "cgi-bin/json_answer.h"
 #include "cgi-bin/request_checks.h"
-#include "cgi-bin/share_folder.h"
+#include "cgi-bin/upload_move.h"
 
 namespace {
 
@@ -47,41 +53,50 @@ constexpr Failure kFailures[] = {
     {-13, "503 Service Unavailable", "no_volume"},
 };
 
-int Refuse(WebMan& web, const char* status, const char* error)
-{
-    Json::Value reply(Json::objectValue);
-    reply["success"] = false;
-    reply["error"] = error;
-    AnswerJson(web, reply, status);
-    return 0;
-}
-
 unsigned long long SizeOf(const char* path)
 {
     struct stat st;
     return path != nullptr && stat(path, &st) == 0 ? static_cast<unsigned long long>(st.st_size) : 0;
 }
 
-// Moves each stored file (or the finished slice file) into the folder.
+// Whether name can be given to a file in the folder: the rules of any
+// new name, and those of the folder's file system.
+bool IsStorableName(WebmanFileShare& fs, OpenedFolder& folder, const std::string& name)
+{
+    return fs.WfmCheckNewName(name.c_str()) == 0 && fs.WfmCheckFileName(&folder.fullPath[0], name.c_str()) == 0;
+}
+
+// Moves each stored file (or the finished slice file) into the folder; a
+// folder that does not pass takes none of them.
 int MoveFiles(WebMan& web, int count, const char* slicePath)
 {
-    std::string share;
-    std::string shown;
-    const int folder = OpenShareFolder(web.In("folder", ""), share, shown);
-    const bool writable = folder >= 0 && SharePrivilege(share, web.GetLoginUserName(), web.IsAdmin()) == 2;
-    Json::Value reply(Json::objectValue);
-    reply["folder"] = shown;
-    reply["files"] = Json::Value(Json::arrayValue);
-    reply["refused"] = Json::Value(Json::arrayValue);
+    std::vector<std::pair<std::string, std::string>> files;  // name, stored path
     for (int i = 0; i < count; ++i) {
         const std::string prefix = "_upload_" + std::to_string(i) + "_";
-        const std::string name = web.In((prefix + "name").c_str(), "");
-        const std::string path = slicePath != nullptr ? slicePath : web.In((prefix + "path").c_str(), "");
+        files.emplace_back(web.In((prefix + "name").c_str(), ""),
+                           slicePath != nullptr ? slicePath : web.In((prefix + "path").c_str(), ""));
+    }
+    WebmanFileShare fs;
+    OpenedFolder folder;
+    if (!CheckFolder(web, fs, web.In("folder", ""), true, folder) || !OpenCheckedFolder(web, fs, folder)) {
+        for (const auto& [name, path] : files)
+            unlink(path.c_str());
+        return 0;
+    }
+    Json::Value reply(Json::objectValue);
+    reply["folder"] = folder.path;
+    reply["files"] = Json::Value(Json::arrayValue);
+    reply["refused"] = Json::Value(Json::arrayValue);
+    for (const auto& [name, path] : files) {
         const unsigned long long size = SizeOf(path.c_str());
-        int error = !writable ? EACCES : !IsStorableName(name) ? EINVAL : MoveInto(path, folder, name);
+        const int error = !IsStorableName(fs, folder, name) ? EINVAL : MoveInto(path, folder.fd, name);
         Json::Value file(Json::objectValue);
         file["name"] = name;
         if (error == 0) {
+            // Administrators work as root: the file becomes theirs, as a
+            // file copied in over the network would.
+            if (web.IsAdmin())
+                fs.WfmLibChown2Admin((folder.fullPath + "/" + name).c_str(), web.GetLoginUserName().c_str());
             file["size"] = static_cast<Json::UInt64>(size);
             reply["files"].append(file);
             continue;
@@ -91,11 +106,8 @@ int MoveFiles(WebMan& web, int count, const char* slicePath)
         reply["refused"].append(file);
         unlink(path.c_str());
     }
-    if (folder >= 0)
-        close(folder);
     reply["success"] = reply["refused"].empty();
-    AnswerJson(web, reply, folder < 0 ? "404 Not Found" : !writable ? "403 Forbidden" : nullptr);
-    return 0;
+    return AnswerJson(web, reply);
 }
 
 // One slice: appended to the upload's file, or the first one stored and

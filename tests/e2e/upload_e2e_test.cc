@@ -158,7 +158,8 @@ TEST_F(UploadE2eTest, RefusesWithoutASessionAndKeepsNamesInTheFolder)
         {"a\\..\\b.txt", "/public", 200, "b.txt"},
         {"nul\0.txt"s, "/public", 400, nullptr},
         {"..", "/public", 200, nullptr},  // no name left: refused, nothing kept
-        {"x.txt", "/public/../../..", 404, nullptr},
+        {"x.txt", "/public/../../..", 400, nullptr},
+        {"x:y.txt", "/public", 200, nullptr},  // not a name of the folder: refused in the answer
         {"y.txt", "/nosuchshare", 404, nullptr},
     };
     for (const Row& row : rows) {
