@@ -30,9 +30,8 @@
 
 #include <stdio.h>
 
-#include <memory>
-#include <sstream>
 #include <string>
+#include <unordered_set>
 
 #include <json/json.h>
 
@@ -42,6 +41,8 @@
 #include <arx/js_config_parser.h>
 #include <arx/webman.h>
 #include <arx/webutils.h>
+
+#include "cgi-bin/compact_json.h"
 
 namespace {
 
@@ -57,15 +58,23 @@ bool IsApplication(const Json::Value& entry)
     return type == "app" || type == "standalone" || type == "url" || type == "legacy";
 }
 
-bool Lists(const Json::Value& list, const std::string& id)
+// The ids of the grantable applications, local or domain: looked up once
+// per entry of a configuration of hundreds.
+std::unordered_set<std::string> GrantableIds(const Json::Value& grantable)
 {
-    if (!list.isArray())
-        return false;
-    for (const Json::Value& element : list) {
-        if (element.isString() && element.asString() == id)
-            return true;
+    std::unordered_set<std::string> ids;
+    if (!grantable.isObject())
+        return ids;
+    for (const char* kind : {"local", "domain"}) {
+        const Json::Value& list = grantable[kind];
+        if (!list.isArray())
+            continue;
+        for (const Json::Value& element : list) {
+            if (element.isString())
+                ids.insert(element.asString());
+        }
     }
-    return false;
+    return ids;
 }
 
 // Which of the configuration's entries the session's user may see: the
@@ -74,16 +83,17 @@ bool Lists(const Json::Value& list, const std::string& id)
 class Visible {
 public:
     Visible(const JSConfigParser& parser, const std::string& user)
-        : apps_(parser.AppConfig()), grantable_(parser.GrantableApps()), privilege_(grantable_), user_(user)
+        : apps_(parser.AppConfig()), grantable_(GrantableIds(parser.GrantableApps())),
+          privilege_(parser.GrantableApps()), user_(user)
     { }
 
     bool operator()(const std::string& id, const Json::Value& entry)
     {
-        const Json::Value& app = apps_.isObject() && apps_.isMember(id) ? apps_[id] : entry;
+        const Json::Value* declared = apps_.isObject() ? apps_.find(id.data(), id.data() + id.size()) : nullptr;
+        const Json::Value& app = declared != nullptr ? *declared : entry;
         if (!IsApplication(app))
             return true;
-        const bool grantable =
-            grantable_.isObject() && (Lists(grantable_["local"], id) || Lists(grantable_["domain"], id));
+        const bool grantable = grantable_.count(id) != 0;
         if (!grantable && app["allUsers"].isBool() && app["allUsers"].asBool())
             return true;
         return privilege_.IsUserHasAppPriv(user_, id, "");
@@ -91,7 +101,7 @@ public:
 
 private:
     const Json::Value& apps_;
-    const Json::Value& grantable_;
+    const std::unordered_set<std::string> grantable_;
     AppPrivilege privilege_;
     const std::string user_;
 };
@@ -128,13 +138,14 @@ Part PartNamed(const std::string& name)
 }
 
 // The documents are large: compact, UTF-8 as it is, and written piece by
-// piece from the parser's own documents, never copied into a reply.
+// piece from the parser's own documents into one text, never copied into a
+// reply.
 class Reply {
 public:
     void Add(const char* name, const Json::Value& value)
     {
         Name(name);
-        writer_->write(value, &out_);
+        AppendCompactJson(value, out_);
     }
     // An object's members that keep(name, member) keeps; with depth 2,
     // the members of each member (objects of objects).
@@ -145,51 +156,44 @@ public:
     }
     void Write()
     {
-        out_ << "}\n";
-        const std::string text = out_.str();
-        fwrite(text.data(), 1, text.size(), stdout);
+        out_.append("}\n");
+        fwrite(out_.data(), 1, out_.size(), stdout);
     }
 
 private:
     void Name(const char* name)
     {
-        out_ << (empty_ ? "{\"" : ",\"") << name << "\":";
+        out_.append(empty_ ? "{" : ",");
+        AppendJsonString(name, out_);
+        out_.push_back(':');
         empty_ = false;
     }
     template <typename Keep> void WriteFiltered(const Json::Value& value, int depth, Keep& keep)
     {
         if (!value.isObject()) {
-            writer_->write(value, &out_);
+            AppendCompactJson(value, out_);
             return;
         }
-        out_ << '{';
+        out_.push_back('{');
         bool first = true;
         for (auto member = value.begin(); member != value.end(); ++member) {
             const std::string name = member.name();
             if (depth == 1 && !keep(name, *member))
                 continue;
-            out_ << (first ? "" : ",");
-            writer_->write(Json::Value(name), &out_);
-            out_ << ':';
+            if (!first)
+                out_.push_back(',');
+            AppendJsonString(name, out_);
+            out_.push_back(':');
             if (depth == 1)
-                writer_->write(*member, &out_);
+                AppendCompactJson(*member, out_);
             else
                 WriteFiltered(*member, depth - 1, keep);
             first = false;
         }
-        out_ << '}';
+        out_.push_back('}');
     }
 
-    static Json::StreamWriter* NewWriter()
-    {
-        Json::StreamWriterBuilder builder;
-        builder["indentation"] = "";
-        builder["emitUTF8"] = true;
-        return builder.newStreamWriter();
-    }
-
-    std::ostringstream out_;
-    const std::unique_ptr<Json::StreamWriter> writer_ {NewWriter()};
+    std::string out_;
     bool empty_ = true;
 };
 

@@ -14,8 +14,9 @@
 #include <vorn/log.h>
 #include <vorn/root.h>
 
+#include "base/descriptor.h"
 #include "base/directories.h"
-#include "base/file_read.h"
+#include "base/safe_open.h"
 #include "base/file_write.h"
 #include "jsconfig/log_source.h"
 #include "webutils/json_text.h"
@@ -117,6 +118,30 @@ std::string StampOf(const std::string& path)
     char stamp[48];
     snprintf(stamp, sizeof stamp, "%lld.%09ld", static_cast<long long>(st.st_mtim.tv_sec), st.st_mtim.tv_nsec);
     return stamp;
+}
+
+// The whole file from its start, whatever the descriptor's offset: a
+// process forked with a parser shares the offset of its open texts file.
+bool ReadFromStart(int fd, std::string& content)
+{
+    struct stat st;
+    if (fstat(fd, &st) != 0)
+        return false;
+    size_t length = 0;
+    content.resize(static_cast<size_t>(st.st_size) + 1);
+    for (;;) {
+        const ssize_t got = pread(fd, &content[length], content.size() - length, static_cast<off_t>(length));
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
+            return false;
+        length += static_cast<size_t>(got);
+        if (length < content.size())
+            break;
+        content.resize(content.size() * 2);  // grown since fstat
+    }
+    content.resize(length);
+    return true;
 }
 
 // Removes the files of one document directory; directories in it stay.
@@ -224,17 +249,29 @@ bool CacheSession::DirectoriesUsable(const std::string& path)
 
 bool CacheSession::Read(Document kind, const std::string& path, Json::Value& document)
 {
+    const int fd = Open(path);
+    if (fd < 0)
+        return false;
+    const base::Descriptor file(fd);
+    return ReadOpened(kind, fd, path, document);
+}
+
+int CacheSession::Open(const std::string& path)
+{
     if (!DirectoriesUsable(path))
-        return false;
+        return -1;
+    const int fd = base::OpenForReading(path.c_str(), base::Links::kRefuse);
+    if (fd < 0 && errno != ENOENT)
+        VLIBCLog(LOG_ERR, "%s:%d %s is not a cache document (%m): built again", kJSConfigParserLogSource, __LINE__,
+                 path.c_str());
+    return fd;
+}
+
+bool CacheSession::ReadOpened(Document kind, int fd, const std::string& path, Json::Value& document)
+{
     std::string content;
-    if (!base::ReadWholeFile(path.c_str(), content, nullptr, base::Links::kRefuse)) {
-        if (errno != ENOENT)
-            VLIBCLog(LOG_ERR, "%s:%d %s is not a cache document (%m): built again", kJSConfigParserLogSource, __LINE__,
-                     path.c_str());
-        return false;
-    }
     Json::Value parsed;
-    if (!arx::webutils::JsonFromText(parsed, content) || !HasShape(kind, parsed)) {
+    if (!ReadFromStart(fd, content) || !arx::webutils::JsonFromText(parsed, content) || !HasShape(kind, parsed)) {
         VLIBCLog(LOG_ERR, "%s:%d %s is not a cache document: built again", kJSConfigParserLogSource, __LINE__,
                  path.c_str());
         return false;

@@ -58,6 +58,13 @@ public:
     // is built again).
     bool Read(Document kind, const std::string& path, Json::Value& document);
 
+    // Read in two steps, for a document that may not be needed: Open
+    // takes the file as it is now (a descriptor, or -1 as Read would fail,
+    // logged alike), ReadOpened parses it later, when the file at path may
+    // have been replaced since.  The caller closes the descriptor.
+    int Open(const std::string& path);
+    bool ReadOpened(Document kind, int fd, const std::string& path, Json::Value& document);
+
     // Creates the cache's directories that are missing (0755), logging
     // each that cannot be, then checks that they are the cache's own.
     void CreateDirectories();

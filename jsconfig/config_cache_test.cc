@@ -146,7 +146,12 @@ TEST_F(ConfigCacheTest, MissingOrDamagedFileIsBuiltAgain)
 {
     // What takes the file's place (nullptr: nothing), beside it or at the end
     // of a link planted there, and the end of the line logged.
-    struct Row { const char* description; const char* content; bool link; const char* log; };
+    struct Row {
+        const char* description;
+        const char* content;
+        bool link;
+        const char* log;
+    };
     const char* rebuilt = " is not a cache document: built again";
     const Row rows[] = {
         {"missing", nullptr, false, nullptr},
@@ -172,7 +177,8 @@ TEST_F(ConfigCacheTest, MissingOrDamagedFileIsBuiltAgain)
             LogCapture log;
             EXPECT_EQ(WithoutLists(Request(true)), WithoutLists(expected)) << what;
             EXPECT_EQ(WithoutLineNumbers(log.texts()),
-                      row.log ? Names {"JSConfigParser:# " + root.Path(path) + row.log} : Names {}) << what;
+                      row.log ? Names {"JSConfigParser:# " + root.Path(path) + row.log} : Names {})
+                << what;
             EXPECT_TRUE(StatOf(root.Path(kept)).st_ino == keptInode && root.ReadFile(kept) == keptContent) << what;
             Json::Value document;
             EXPECT_TRUE(VORN::JsonFromFile(document, root.Path(path)) && S_ISREG(StatOf(root.Path(path)).st_mode))
@@ -181,6 +187,47 @@ TEST_F(ConfigCacheTest, MissingOrDamagedFileIsBuiltAgain)
         }
     }
     EXPECT_EQ(root.ReadFile("/elsewhere.json"), rows[3].content) << "the link's target untouched";
+}
+
+// The texts file is taken at the parse and read only when texts are asked
+// for: a page that asks for its configuration alone never reads it, and
+// one that asks later gets the file it found, whatever replaced it since.
+TEST_F(ConfigCacheTest, TextsAreReadWhenAskedForAsFoundAtTheParse)
+{
+    const Json::Value expected = Request(true);
+    const std::string texts = root.ReadFile(kTextsCache);
+    auto replaceTexts = [&](const std::string& content) {
+        root.WriteFile("/var/cache/js_config_parser/texts/.next", content);
+        ASSERT_EQ(rename(root.Path(kCache + "/texts/.next").c_str(), root.Path(kTextsCache).c_str()), 0);
+    };
+    LogCapture log;
+    JSConfigParser earlier("enu", false, true);
+    earlier.ParsePathFromVornman(nullptr);
+    replaceTexts("{ not json");
+    JSConfigParser configOnly("enu", false, true);
+    configOnly.ParsePathFromVornman(nullptr);
+    EXPECT_EQ(configOnly.AppConfig(), expected["apps"]);
+    EXPECT_EQ(earlier.ModuleTexts(), expected["moduleTexts"]) << "the file found at the parse";
+    EXPECT_EQ(earlier.GetTexts(), expected["texts"]);
+    EXPECT_TRUE(log.lines().empty()) << log.texts()[0];
+    EXPECT_EQ(root.ReadFile(kTextsCache), "{ not json") << "neither read nor written";
+
+    replaceTexts(texts);
+    JSConfigParser forked("enu", false, true);
+    forked.ParsePathFromVornman(nullptr);
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(forked.ModuleTexts() == expected["moduleTexts"] ? 0 : 1);
+    EXPECT_EQ(ExitStatus(child), 0) << "a child reads the file the parent opened";
+    LogCapture forkLog;
+    EXPECT_EQ(forked.ModuleTexts(), expected["moduleTexts"]) << "and so does the parent, after it";
+    EXPECT_TRUE(forkLog.lines().empty()) << "not taken for a damaged file: " << forkLog.texts()[0];
+
+    JSConfigParser cleared("enu", false, true);
+    cleared.ParsePathFromVornman(nullptr);
+    cleared.Clear();
+    EXPECT_EQ(cleared.ModuleTexts(), expected["moduleTexts"]) << "Clear keeps the module texts";
+    EXPECT_EQ(cleared.GetTexts(), Json::Value(Json::objectValue));
 }
 
 TEST_F(ConfigCacheTest, WithoutUseCacheNothingIsTouched)
@@ -206,7 +253,14 @@ TEST_F(ConfigCacheTest, DirectoriesNotItsOwnAreNotUsed)
 {
     // The directory refused and why, and what makes it so: a link to
     // "/victim" in its place, or the directory with a mode or owner.
-    struct Row { const char* description; std::string refused; const char* why; bool link; mode_t mode; uid_t owner; };
+    struct Row {
+        const char* description;
+        std::string refused;
+        const char* why;
+        bool link;
+        mode_t mode;
+        uid_t owner;
+    };
     const Row rows[] = {
         {"the cache directory is a link", kCache, "a symbolic link", true, 0, 0},
         {"a document directory others can write", kCache + "/texts", "writable by others", false, 0777, 0},

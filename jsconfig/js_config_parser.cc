@@ -2,9 +2,12 @@
 
 #include <arx/js_config_parser.h>
 
+#include <unistd.h>
+
 #include <arx/run_as.h>
 #include <vorn/log.h>
 
+#include "base/descriptor.h"
 #include "jsconfig/config_cache.h"
 #include "jsconfig/js_config_parser_private.h"
 #include "jsconfig/log_source.h"
@@ -80,10 +83,15 @@ JSConfigParserPrivate::JSConfigParserPrivate(const char* language, bool debugCon
     reader_.reset(builder.newCharReader());
 }
 
-JSConfigParserPrivate::~JSConfigParserPrivate() = default;
+JSConfigParserPrivate::~JSConfigParserPrivate()
+{
+    if (pendingTexts_ >= 0)
+        close(pendingTexts_);
+}
 
 void JSConfigParserPrivate::Clear()
 {
+    LoadPendingTexts();  // the module texts stay
     appConfig.clear();
     jsConfigs.clear();
     cssFiles.clear();
@@ -93,6 +101,7 @@ void JSConfigParserPrivate::Clear()
 
 void JSConfigParserPrivate::Parse(const char* app)
 {
+    LoadPendingTexts();
     ParseModuleDir("webman");
     ParseThirdPartyDir("webman");
     ProcessCSSFiles(app);
@@ -112,6 +121,7 @@ bool JSConfigParserPrivate::CacheUsable(const std::string& name)
 
 void JSConfigParserPrivate::ParsePathFromVornman(const char* app)
 {
+    LoadPendingTexts();
     Json::Value config(Json::objectValue);
     Json::Value textsDocument(Json::objectValue);
     const std::string key = CacheKey(app);
@@ -121,6 +131,9 @@ void JSConfigParserPrivate::ParsePathFromVornman(const char* app)
     bool configRead = false;
     bool textsRead = false;
     if (cached) {
+        // The texts file as it is now, owned by the parser from here on.
+        pendingPath_ = textsPath;
+        pendingApp_ = app != nullptr ? app : "";
         IF_RUN_AS2("root")
         {
             configRead = cache_.Read(CacheSession::Document::kConfig, configPath, config);
@@ -132,20 +145,31 @@ void JSConfigParserPrivate::ParsePathFromVornman(const char* app)
                 appConfig.swap(config["_apps"]);
                 grantableApps.swap(config["_grantableApps"]);
             }
-            textsRead = cache_.Read(CacheSession::Document::kTexts, textsPath, textsDocument);
-            if (textsRead) {
-                texts.swap(textsDocument["_texts"]);
-                moduleTexts.swap(textsDocument["_moduleTexts"]);
-                textsCacheHasModuleTexts_ = !moduleTexts.empty();
+            pendingTexts_ = cache_.Open(textsPath);
+            // A scan follows, and adds to the texts: they are read now.
+            if (pendingTexts_ >= 0 && !configRead) {
+                const base::Descriptor file(pendingTexts_);
+                pendingTexts_ = -1;
+                textsRead = cache_.ReadOpened(CacheSession::Document::kTexts, file.get(), textsPath, textsDocument);
+                if (textsRead) {
+                    texts.swap(textsDocument["_texts"]);
+                    moduleTexts.swap(textsDocument["_moduleTexts"]);
+                    textsCacheHasModuleTexts_ = !moduleTexts.empty();
+                }
             }
         }
-        if (cache_.refused())
+        if (cache_.refused()) {
             configRead = textsRead = false;
-        else
+            if (pendingTexts_ >= 0)
+                close(pendingTexts_);
+            pendingTexts_ = -1;
+        } else {
             cacheKey_ = key;
+        }
         if (configRead)
             ResolveThirdPartyUrls();
-        if (configRead && textsRead)
+        // Read when the texts are needed.
+        if (configRead && pendingTexts_ >= 0)
             return;
     }
 
@@ -188,17 +212,41 @@ void JSConfigParserPrivate::CreateCacheDirectories()
 
 void JSConfigParserPrivate::EnsureModuleTexts()
 {
+    LoadPendingTexts();
     if (!moduleTexts.empty())
         return;
     ParseTexts("vornman");
+    // The texts cache that ParsePathFromVornman wrote holds the strings
+    // directories only; once the texts themselves are read, the next
+    // request finds them there too, instead of reading every strings file
+    // again.
     if (!cacheKey_.empty() && !textsCacheHasModuleTexts_ && !moduleTexts.empty())
-        SaveModuleTexts();
+        SaveTexts();
 }
 
-// The texts cache that ParsePathFromVornman wrote holds the strings
-// directories only; once the texts themselves are read, the next request
-// finds them there too, instead of reading every strings file again.
-void JSConfigParserPrivate::SaveModuleTexts()
+void JSConfigParserPrivate::LoadPendingTexts()
+{
+    if (pendingTexts_ < 0)
+        return;
+    const base::Descriptor file(pendingTexts_);
+    pendingTexts_ = -1;
+    Json::Value document;
+    if (cache_.ReadOpened(CacheSession::Document::kTexts, file.get(), pendingPath_, document)) {
+        texts.swap(document["_texts"]);
+        moduleTexts.swap(document["_moduleTexts"]);
+        textsCacheHasModuleTexts_ = !moduleTexts.empty();
+        return;
+    }
+    // Damaged: the strings directories as a scan of the modules finds them
+    // for the same page, written back.  The configuration read from the
+    // cache stays as it is.
+    JSConfigParserPrivate scan(lang.c_str(), debug, false);
+    scan.ParsePathFromVornman(pendingApp_.c_str());
+    texts.swap(scan.texts);
+    SaveTexts();
+}
+
+void JSConfigParserPrivate::SaveTexts()
 {
     Json::Value textsDocument(Json::objectValue);
     const Lent directories(textsDocument, "_texts", texts);
@@ -213,7 +261,7 @@ void JSConfigParserPrivate::SaveModuleTexts()
                      cacheKey_.c_str(), lang.c_str());
             return;
         }
-        textsCacheHasModuleTexts_ = true;
+        textsCacheHasModuleTexts_ = !textsDocument["_moduleTexts"].empty();
     }
 }
 
@@ -246,6 +294,7 @@ Json::Value JSConfigParser::GetCSSFiles()
 
 Json::Value JSConfigParser::GetTexts()
 {
+    Guarded("GetTexts", [&] { d_->LoadPendingTexts(); });
     return d_->texts;
 }
 
@@ -305,7 +354,7 @@ const Json::Value& JSConfigParser::ModuleTexts()
 
 void JSConfigParser::Clear()
 {
-    d_->Clear();
+    Guarded("Clear", [&] { d_->Clear(); });
 }
 
 void JSConfigParser::Parse(const char* app)

@@ -39,6 +39,10 @@ public:
     void Clear();
     // GetModuleTexts(): fills moduleTexts when empty.
     void EnsureModuleTexts();
+    // Reads the texts cache that ParsePathFromVornman found and left for
+    // when the texts are needed (a page asking for its configuration does
+    // not need them).  Every use of texts and moduleTexts comes after it.
+    void LoadPendingTexts();
 
     // ---- Modules (module_scan.cc) ----
     void ParseModuleDir(const std::string& root);
@@ -117,13 +121,18 @@ private:
     bool CacheUsable(const std::string& name);
     // The cache's directories, created as root.
     void CreateCacheDirectories();
-    // Writes the texts cache again with the module texts.
-    void SaveModuleTexts();
+    // Writes the texts cache of the last parse through the cache: the
+    // strings directories and the module texts.
+    void SaveTexts();
 
     std::string scanBase_;
     std::unique_ptr<Json::CharReader> reader_;
     arx::jsconfig::CacheSession cache_;
     std::string cacheKey_;  // of the last ParsePathFromVornman through the cache
+    // The texts cache file open but not yet read, and the page it is for.
+    int pendingTexts_ = -1;
+    std::string pendingPath_;
+    std::string pendingApp_;
     bool textsCacheHasModuleTexts_ = false;
 };
 

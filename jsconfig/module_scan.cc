@@ -200,7 +200,8 @@ void JSConfigParserPrivate::RegisterEntries(const std::string& moduleDir, const 
         LogNotObject(moduleDir);
         return;
     }
-    for (const std::string& file : config.getMemberNames()) {
+    for (auto member = config.begin(); member != config.end(); ++member) {
+        const std::string file = member.name();
         const std::string path = moduleDir + "/" + file;
         if (!arx::jsconfig::StaysBelow(file)) {
             LogSkip(path, kPathOut);
@@ -210,17 +211,19 @@ void JSConfigParserPrivate::RegisterEntries(const std::string& moduleDir, const 
             LogSkip(path, strerror(dir.open() ? errno : ENOENT));
             continue;
         }
-        Json::Value& entries = config[file];
+        Json::Value& entries = *member;
         if (entries.isArray() && entries.empty())
             entries = Json::Value(Json::objectValue);
         if (!entries.isObject()) {
             LogNotObject(path);
             continue;
         }
-        for (const std::string& id : entries.getMemberNames()) {
+        Json::Value* scripts = nullptr;  // made with its first entry
+        for (auto item = entries.begin(); item != entries.end(); ++item) {
+            const std::string id = item.name();
             // The config is this scan's own: its entries move, not copy.
             Json::Value entry;
-            entry.swap(entries[id]);
+            entry.swap(*item);
             if (entry.isArray() && entry.empty())
                 entry = Json::Value(Json::objectValue);
             if (!entry.isObject()) {
@@ -229,7 +232,6 @@ void JSConfigParserPrivate::RegisterEntries(const std::string& moduleDir, const 
             }
             entry["jsBaseURL"] = moduleDir;
             entry["jsID"] = id;
-            jsConfigs[path][id] = entry;
 
             const Json::Value& grant = Member(entry, "grantPrivilege");
             const std::string grantTo = grant.isString() ? grant.asString() : "";
@@ -247,12 +249,19 @@ void JSConfigParserPrivate::RegisterEntries(const std::string& moduleDir, const 
             std::string langDir;
             if (entry.isMember("texts"))
                 langDir = LanguageDirectory(moduleDir, dir, id, Member(entry, "texts"));
-            if (type == "standalone" || type == "app" || type == "common_lib") {
-                appConfig[id] = std::move(entry);
-                AddAdditionalCSSFiles(id, dir);
-            } else if (type == "url" || type == "legacy") {
-                appConfig[id] = std::move(entry);
+            // Each entry stands in the script configurations; an
+            // application also in the applications, the one copy the scan
+            // makes.
+            const bool application =
+                type == "standalone" || type == "app" || type == "common_lib" || type == "url" || type == "legacy";
+            if (application) {
+                appConfig[id] = entry;
+                if (type != "url" && type != "legacy")
+                    AddAdditionalCSSFiles(id, dir);
             }
+            if (scripts == nullptr)
+                scripts = &jsConfigs[path];
+            (*scripts)[id] = std::move(entry);
             if (!langDir.empty()) {
                 texts[id] = langDir;
                 // An entry of another type stands in appConfig with this
@@ -279,7 +288,7 @@ std::string JSConfigParserPrivate::LanguageDirectory(const std::string& moduleDi
     // The language when the module has it, else English, whether or not
     // that exists.
     std::string below = name + "/" + lang;
-    if (!dir.Readable(below))
+    if (lang != "enu" && !dir.Readable(below))
         below = name + "/enu";
     if (dir.LinkLeadsOut(below + "/strings")) {
         LogSkip(moduleDir + "/" + below, kLinkOut);

@@ -129,6 +129,7 @@ void CollectItemTexts(LocalizedStringParser& parser, const std::string& dir, con
 
 void JSConfigParserPrivate::ParseTexts(const std::string& root)
 {
+    LoadPendingTexts();
     const Json::Value directories = texts;
     if (!directories.isObject())
         return;
@@ -149,6 +150,7 @@ void JSConfigParserPrivate::ParseModuleTexts(const Json::Value& app, Json::Value
 
 void JSConfigParserPrivate::ParseBriefTexts(const std::string& root, Json::Value& result)
 {
+    LoadPendingTexts();
     const Json::Value directories = texts;
     if (!directories.isObject())
         return;

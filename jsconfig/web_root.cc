@@ -6,7 +6,10 @@
 #include <limits.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/syscall.h>
 #include <unistd.h>
+
+#include <linux/openat2.h>
 
 #include <algorithm>
 
@@ -113,6 +116,18 @@ bool WebDirectory::LinkLeadsOut(std::string_view relative) const
 {
     if (fd_ < 0)
         return false;
+    // Nearly always there is no link at all: one lookup that refuses any
+    // link says so.  A link (ELOOP), a missing element or an older kernel
+    // takes the walk below.
+    struct open_how how = {};
+    how.flags = O_PATH | O_CLOEXEC;
+    how.resolve = RESOLVE_NO_SYMLINKS;
+    const std::string below = Below(std::string(relative));
+    const int fd = static_cast<int>(syscall(SYS_openat2, fd_, below.c_str(), &how, sizeof how));
+    if (fd >= 0) {
+        close(fd);
+        return false;
+    }
     std::string walked;
     while (!relative.empty()) {
         const size_t slash = relative.find('/');
@@ -161,19 +176,28 @@ int WebDirectory::OpenFile(const std::string& relative, struct stat& st) const
 std::vector<std::pair<std::string, unsigned char>> SortedEntries(const WebDirectory& dir)
 {
     std::vector<std::pair<std::string, unsigned char>> entries;
-    DIR* listing = opendir(dir.path().c_str());
-    if (listing == nullptr)
+    const int fd = ::open(dir.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
         return entries;
-    while (const dirent* entry = readdir(listing)) {
-        if (strcmp(entry->d_name, ".") == 0 || strcmp(entry->d_name, "..") == 0)
-            continue;
-        unsigned char type = entry->d_type;
-        struct stat st;
-        if (type == DT_UNKNOWN && dir.Status(entry->d_name, st, AT_SYMLINK_NOFOLLOW))
-            type = S_ISDIR(st.st_mode) ? DT_DIR : S_ISLNK(st.st_mode) ? DT_LNK : DT_REG;
-        entries.emplace_back(entry->d_name, type);
+    // Read into the stack rather than through opendir's buffer: a large
+    // allocation costs the allocator a consolidation of everything freed.
+    alignas(dirent64) char buffer[16384];
+    ssize_t got;
+    while ((got = getdents64(fd, buffer, sizeof buffer)) > 0) {
+        for (ssize_t offset = 0; offset < got;) {
+            const auto* entry = reinterpret_cast<const dirent64*>(buffer + offset);
+            offset += entry->d_reclen;
+            const char* name = entry->d_name;
+            if (strcmp(name, ".") == 0 || strcmp(name, "..") == 0)
+                continue;
+            unsigned char type = entry->d_type;
+            struct stat st;
+            if (type == DT_UNKNOWN && dir.Status(name, st, AT_SYMLINK_NOFOLLOW))
+                type = S_ISDIR(st.st_mode) ? DT_DIR : S_ISLNK(st.st_mode) ? DT_LNK : DT_REG;
+            entries.emplace_back(name, type);
+        }
     }
-    closedir(listing);
+    close(fd);
     std::sort(entries.begin(), entries.end());
     return entries;
 }
