@@ -78,8 +78,8 @@ bool ReplaceFileAt(int dirfd, const std::string& name, const std::function<bool(
     if (fd < 0)
         return false;
     const bool owned = file.owner == static_cast<uid_t>(-1) && file.group == static_cast<gid_t>(-1);
-    bool ok = writeContent(fd) && (owned || fchown(fd, file.owner, file.group) == 0) &&
-              fchmod(fd, file.mode) == 0 && fdatasync(fd) == 0;
+    bool ok = writeContent(fd) && (owned || fchown(fd, file.owner, file.group) == 0) && fchmod(fd, file.mode) == 0 &&
+              fdatasync(fd) == 0;
     int error = errno;
     if (close(fd) != 0 && ok) {
         ok = false;

@@ -18,7 +18,7 @@ namespace {
 // Where the text goes: a string, or a file through a buffer.
 class StringOutput {
 public:
-    explicit StringOutput(std::string& out) : out_(out) {}
+    explicit StringOutput(std::string& out) : out_(out) { }
     void Put(char c) { out_.push_back(c); }
     void Put(const char* text, size_t size) { out_.append(text, size); }
 
@@ -28,7 +28,7 @@ private:
 
 class FileOutput {
 public:
-    explicit FileOutput(int fd) : fd_(fd) {}
+    explicit FileOutput(int fd) : fd_(fd) { }
     void Put(char c)
     {
         if (used_ == sizeof buffer_)
@@ -119,17 +119,15 @@ unsigned DecodeUtf8(const char*& at, const char* end)
     return kReplacement;
 }
 
-template <typename Output>
-void PutUnicodeEscape(unsigned code, Output& out)
+template <typename Output> void PutUnicodeEscape(unsigned code, Output& out)
 {
     static constexpr char kHex[] = "0123456789abcdef";
-    const char escaped[] = {'\\', 'u', kHex[(code >> 12) & 0xF], kHex[(code >> 8) & 0xF], kHex[(code >> 4) & 0xF],
-                            kHex[code & 0xF]};
+    const char escaped[] = {
+        '\\', 'u', kHex[(code >> 12) & 0xF], kHex[(code >> 8) & 0xF], kHex[(code >> 4) & 0xF], kHex[code & 0xF]};
     out.Put(escaped, sizeof escaped);
 }
 
-template <typename Output>
-void PutQuoted(const char* begin, const char* end, Output& out)
+template <typename Output> void PutQuoted(const char* begin, const char* end, Output& out)
 {
     out.Put('"');
     const char* run = begin;
@@ -173,16 +171,14 @@ void PutQuoted(const char* begin, const char* end, Output& out)
     out.Put('"');
 }
 
-template <typename Number, typename Output>
-void PutInteger(Number number, Output& out)
+template <typename Number, typename Output> void PutInteger(Number number, Output& out)
 {
     char digits[24];
     const std::to_chars_result end = std::to_chars(digits, digits + sizeof digits, number);
     out.Put(digits, static_cast<size_t>(end.ptr - digits));
 }
 
-template <typename Output>
-void PutReal(double number, Output& out)
+template <typename Output> void PutReal(double number, Output& out)
 {
     if (isnan(number)) {
         out.Put("null", 4);
@@ -207,8 +203,7 @@ void PutReal(double number, Output& out)
         out.Put(".0", 2);  // so that it reads back as a real, as it was
 }
 
-template <typename Output>
-void Put(const Json::Value& value, Output& out, int depth)
+template <typename Output> void Put(const Json::Value& value, Output& out, int depth)
 {
     switch (value.type()) {
     case Json::nullValue: out.Put("null", 4); return;

@@ -63,8 +63,8 @@ TEST(CompactJsonTest, MatchesJsoncppsCompactWriter)
         std::string("nul\0inside", 10),
         "quote \" backslash \\ slash / \b\f\n\r\t\x01\x1f\x7f",
         "\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80",  // two, three and four bytes
-        "\xC0\xAF \xE0\x80\xAF \xED\xA0\x80",    // overlong forms, an encoded surrogate
-        "cut \xE2\x82",                          // a sequence cut short at the end
+        "\xC0\xAF \xE0\x80\xAF \xED\xA0\x80",  // overlong forms, an encoded surrogate
+        "cut \xE2\x82",  // a sequence cut short at the end
         "\xF8\x88\x80\x80\x80 \xFF",
     };
     Json::Value value(Json::objectValue);
@@ -73,8 +73,16 @@ TEST(CompactJsonTest, MatchesJsoncppsCompactWriter)
         value[text] = text;
         value["list"].append(text);
     }
-    const double reals[] = {0.1, -0.0, 1e300, 5e-324, 1e22, 9007199254740993.0, -123.456, 100.0,
-                            std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity()};
+    const double reals[] = {0.1,
+                            -0.0,
+                            1e300,
+                            5e-324,
+                            1e22,
+                            9007199254740993.0,
+                            -123.456,
+                            100.0,
+                            std::numeric_limits<double>::infinity(),
+                            -std::numeric_limits<double>::infinity()};
     for (double real : reals) {
         EXPECT_EQ(Compact(Json::Value(real)), JsoncppCompact(Json::Value(real)));
         value["reals"].append(real);

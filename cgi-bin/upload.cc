@@ -101,8 +101,10 @@ int MoveFiles(WebMan& web, int count, const char* slicePath)
             reply["files"].append(file);
             continue;
         }
-        file["reason"] = error == EEXIST ? "exists" : error == EACCES ? "no_permission" : error == EINVAL ? "bad_name"
-                                                                                                   : strerror(error);
+        file["reason"] = error == EEXIST   ? "exists"
+                         : error == EACCES ? "no_permission"
+                         : error == EINVAL ? "bad_name"
+                                           : strerror(error);
         reply["refused"].append(file);
         unlink(path.c_str());
     }
