@@ -1,6 +1,9 @@
 // Compact JSON text for the sample programs' large answers: the bytes
 // jsoncpp's compact writer (no indentation, UTF-8 as it is) gives, appended
-// to a string without a stream between.
+// to a string without a stream between.  The libraries have a writer of
+// their own (base/json_text.h, ASCII with \u escapes, as settings files
+// are written), but the programs are built against the installed
+// libraries' interface alone, as an appliance's own programs would be.
 #ifndef ARX_CGI_BIN_COMPACT_JSON_H
 #define ARX_CGI_BIN_COMPACT_JSON_H
 
