@@ -43,6 +43,7 @@ cxx() { c++ -O2 -std=c++17 "$@" "${run_path[@]}"; }
 cxx -o "$work/desktop_scan_bench" "$source_dir/bench/desktop_scan_bench.cc" $(pkg-config --cflags --libs arx) \
     -lbenchmark -lpthread
 cxx -I "$source_dir" -o "$work/desktop.cgi" "$source_dir/cgi-bin/desktop.cc" "$source_dir/cgi-bin/compact_json.cc" \
+    "$source_dir/cgi-bin/json_answer.cc" \
     $(pkg-config --cflags --libs arx)
 cxx -I "$source_dir" -o "$work/login.cgi" "$source_dir/cgi-bin/login.cc" "$source_dir/cgi-bin/request_checks.cc" "$source_dir/cgi-bin/json_answer.cc" \
     $(pkg-config --cflags --libs arx)

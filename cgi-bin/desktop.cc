@@ -43,6 +43,7 @@
 #include <arx/webutils.h>
 
 #include "cgi-bin/compact_json.h"
+#include "cgi-bin/json_answer.h"
 
 namespace {
 
@@ -202,11 +203,7 @@ int Refuse(WebMan& web, const char* status, const char* error)
     Json::Value reply;
     reply["success"] = false;
     reply["error"] = error;
-    web.AddHeader("Status", status);
-    web.AddHeader("Cache-control", "no-store");
-    web.WriteHeader("application/json; charset=\"UTF-8\"");
-    web.WriteBody(reply);
-    return 0;
+    return AnswerJson(web, reply, status);
 }
 
 }  // namespace
