@@ -8,7 +8,6 @@
 
 #include <string>
 
-#include <json/reader.h>
 #include <json/value.h>
 #include <json/writer.h>
 #include <vorn/log.h>
@@ -21,7 +20,7 @@
 #include "webutils/json_text.h"
 
 static arx_testing::TempRoot* root = nullptr;
-static Json::CharReader* reader = nullptr;  // as the scan's
+static base::JsonReader reader;  // as the scan's
 static Json::StreamWriterBuilder compact;  // as the cache's
 
 // A quiet log and, for the whole run, a root with one module whose script
@@ -32,9 +31,6 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
     root = new arx_testing::TempRoot;
     atexit([] { delete root; });
     root->WriteFile("/usr/vorn/vornman/webman/modules/Fuzz/app.js", "");
-    Json::CharReaderBuilder builder;
-    builder["collectComments"] = false;
-    reader = builder.newCharReader();
     compact["indentation"] = "";
     compact["emitUTF8"] = true;
     return 0;
@@ -44,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     Json::Value config, brief, back;
     std::string errors;
-    if (!arx::jsconfig::ParseModuleConfig(std::string_view(reinterpret_cast<const char*>(data), size), *reader, config,
+    if (!arx::jsconfig::ParseModuleConfig(std::string_view(reinterpret_cast<const char*>(data), size), reader, config,
                                           errors))
         return 0;
     VORN::PAD::GetPackageVersion(config);

@@ -77,11 +77,7 @@ template <typename Operation> void Guarded(const char* name, Operation operation
 
 JSConfigParserPrivate::JSConfigParserPrivate(const char* language, bool debugConfigs, bool cache)
     : lang(LanguageCode(language)), debug(debugConfigs), useCache(cache), scanBase_(arx::jsconfig::WebRoot())
-{
-    Json::CharReaderBuilder builder;
-    builder["collectComments"] = false;
-    reader_.reset(builder.newCharReader());
-}
+{ }
 
 JSConfigParserPrivate::~JSConfigParserPrivate()
 {

@@ -20,6 +20,7 @@
 #include <arx/localized_string_parser.h>
 #include <arx/vorn_conf.h>
 
+#include "base/json_read.h"
 #include "jsconfig/config_cache.h"
 #include "jsconfig/web_root.h"
 
@@ -114,7 +115,7 @@ private:
     void RegisterEntries(const std::string& moduleDir, const arx::jsconfig::WebDirectory& dir, Json::Value& config,
                          Json::Value& appEntry, Json::Value& standaloneEntry);
     // The strings directory of an entry with "texts", relative to the base,
-    // or "" (logged) when the entry's path leaves its module or the web root.
+    // or "" (logged) when the entry's path leaves its module.
     std::string LanguageDirectory(const std::string& moduleDir, const arx::jsconfig::WebDirectory& dir,
                                   const std::string& id, const Json::Value& textsName);
     // The cache, when this parser may use it for name (a key or an id).
@@ -126,7 +127,8 @@ private:
     void SaveTexts();
 
     std::string scanBase_;
-    std::unique_ptr<Json::CharReader> reader_;
+    base::JsonReader reader_;
+    std::string configText_;  // one buffer for every config the scan reads
     arx::jsconfig::CacheSession cache_;
     std::string cacheKey_;  // of the last ParsePathFromVornman through the cache
     // The texts cache file open but not yet read, and the page it is for.

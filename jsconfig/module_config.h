@@ -7,8 +7,9 @@
 #include <string>
 #include <string_view>
 
-#include <json/reader.h>
 #include <json/value.h>
+
+#include "base/json_read.h"
 
 namespace arx::jsconfig {
 
@@ -20,7 +21,7 @@ inline constexpr size_t kMostModuleConfigValues = 100000;
 
 // Parses text into config with reader; false with errors (the reader's
 // formatted messages, or which bound was passed) otherwise.
-bool ParseModuleConfig(std::string_view text, Json::CharReader& reader, Json::Value& config, std::string& errors);
+bool ParseModuleConfig(std::string_view text, base::JsonReader& reader, Json::Value& config, std::string& errors);
 
 }  // namespace arx::jsconfig
 

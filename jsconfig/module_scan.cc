@@ -11,7 +11,6 @@
 #include <time.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -63,7 +62,7 @@ std::string Stamp(time_t time)
 
 namespace arx::jsconfig {
 
-bool ParseModuleConfig(std::string_view text, Json::CharReader& reader, Json::Value& config, std::string& errors)
+bool ParseModuleConfig(std::string_view text, base::JsonReader& reader, Json::Value& config, std::string& errors)
 {
     if (!base::JsonWithinBounds(text, kDeepestModuleConfig, kMostModuleConfigValues)) {
         errors = "nested deeper than " + std::to_string(kDeepestModuleConfig) + " levels or more than " +
@@ -71,7 +70,7 @@ bool ParseModuleConfig(std::string_view text, Json::CharReader& reader, Json::Va
         return false;
     }
     try {
-        return reader.parse(text.data(), text.data() + text.size(), &config, &errors);
+        return reader.Parse(text, config, &errors);
     } catch (const std::exception& e) {
         errors = e.what();  // beyond the reader's own limits, or no memory
         return false;
@@ -98,7 +97,6 @@ JSConfigParserPrivate::ConfigRead JSConfigParserPrivate::ReadModuleConfig(const 
                                                                           struct stat& st)
 {
     const std::string configPath = moduleDir + "/config";
-    std::string text;
     const int fd = dir.OpenFile(name, st);
     if (fd < 0) {
         if (errno == ELOOP)
@@ -110,12 +108,12 @@ JSConfigParserPrivate::ConfigRead JSConfigParserPrivate::ReadModuleConfig(const 
         LogConfigError(configPath, "larger than " + std::to_string(arx::jsconfig::kLargestModuleConfig) + " bytes");
         return ConfigRead::kRefused;
     }
-    const bool read = base::ReadWholeDescriptor(fd, st, text);
+    const bool read = base::ReadWholeDescriptor(fd, st, configText_);
     close(fd);
     if (!read)
         return ConfigRead::kUnopened;
     std::string errors;
-    if (!arx::jsconfig::ParseModuleConfig(text, *reader_, config, errors)) {
+    if (!arx::jsconfig::ParseModuleConfig(configText_, reader_, config, errors)) {
         LogConfigError(configPath, errors);
         return ConfigRead::kRefused;
     }
@@ -286,14 +284,11 @@ std::string JSConfigParserPrivate::LanguageDirectory(const std::string& moduleDi
         return "";
     }
     // The language when the module has it, else English, whether or not
-    // that exists.
+    // that exists.  Whether a link on the way leads out of the web root is
+    // asked where the strings are read.
     std::string below = name + "/" + lang;
     if (lang != "enu" && !dir.Readable(below))
         below = name + "/enu";
-    if (dir.LinkLeadsOut(below + "/strings")) {
-        LogSkip(moduleDir + "/" + below, kLinkOut);
-        return "";
-    }
     return moduleDir + "/" + below;
 }
 

@@ -178,13 +178,15 @@ TEST(ModuleScanTest, HostileModulesAreLoggedAndSkipped)
 {
     const std::string normal = UrlConfig("B.App", R"({"type": "app", "texts": "texts"})");
     // The config of the module Broken ("" for none); the start of the line
-    // logged after "JSConfigParser:# " ("" for none); whether B.App and its
+    // logged after "JSConfigParser:# " by the scan and the reading of the
+    // texts ("" for none); whether B.App, its strings directory and its
     // texts are registered; a link planted below the modules and its target.
     struct Row {
         const char* description;
         std::string config, log;
         bool registered = false, texts = false;
         const char *link = nullptr, *target = nullptr;
+        bool read = false;
     };
     const std::string m = "webman/modules/Broken", syntax = m + "/config: * Line 1, Column ";
     const Row rows[] = {
@@ -204,9 +206,11 @@ TEST(ModuleScanTest, HostileModulesAreLoggedAndSkipped)
         {"config linked out of the web root", "", "Skip " + m + "/config: a link out of the web root.", false, false,
          "Broken/config", "/outside/config"},
         {"strings file linked out of the web root", normal, "Skip " + m + "/texts/enu: a link out of the web root.",
-         true, false, "Broken/texts/enu/strings", "/outside/texts/enu/strings"},
+         true, true, "Broken/texts/enu/strings", "/outside/texts/enu/strings"},
+        {"strings directory linked out of the web root", normal,
+         "Skip " + m + "/texts/enu: a link out of the web root.", true, true, "Broken/texts", "/outside/texts"},
         {"module directory linked inside the web root: followed", "", "", true, true, "Broken",
-         "/usr/vorn/vornman/packages/Broken"},
+         "/usr/vorn/vornman/packages/Broken", true},
     };
     for (const Row& row : rows) {
         TempRoot root;
@@ -229,8 +233,11 @@ TEST(ModuleScanTest, HostileModulesAreLoggedAndSkipped)
         EXPECT_TRUE(apps.isMember("Test.Good")) << row.description;
         EXPECT_EQ(apps.isMember("B.App"), row.registered) << row.description;
         EXPECT_EQ(parser.GetTexts().isMember("B.App"), row.texts) << row.description;
+        const Json::Value texts = parser.GetModuleTexts();
         ExpectLogged(log, row.log, row.description);
-        EXPECT_EQ(parser.GetModuleTexts()["Test.Good"], ParseJson(R"({"app": {"title": "Good"}})")) << row.description;
+        EXPECT_EQ(texts["Test.Good"], ParseJson(R"({"app": {"title": "Good"}})")) << row.description;
+        EXPECT_EQ(texts.isMember("B.App"), row.read) << row.description;
+        EXPECT_EQ(parser.GetBriefTexts().isMember("B.App"), row.read) << row.description;
     }
 }
 

@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -67,6 +68,18 @@ void AddText(Json::Value& texts, const TextReference& reference, const std::stri
 void LogSkip(const std::string& what, const char* why)
 {
     VLIBCLog(LOG_ERR, "%s:%d Skip %s: %s.", kJSConfigParserLogSource, __LINE__, what.c_str(), why);
+}
+
+// Whether the strings file of dir (relative to base) is reached through a
+// link that leads out of the web root: logged.  The scan records strings
+// directories as it finds them; the links are checked here, where the file
+// is read, however long after the scan that is.
+bool StringsLeadOut(const arx::jsconfig::WebDirectory& base, const std::string& dir)
+{
+    if (!base.LinkLeadsOut(dir + "/strings"))
+        return false;
+    LogSkip(dir, "a link out of the web root");
+    return true;
 }
 
 // A text member of an entry as a path element: "" for a missing one, false
@@ -134,10 +147,10 @@ void JSConfigParserPrivate::ParseTexts(const std::string& root)
     if (!directories.isObject())
         return;
     const std::string base = arx::jsconfig::BaseFor(root);
+    const arx::jsconfig::WebDirectory baseDir(base);
     for (const std::string& id : directories.getMemberNames()) {
         const Json::Value& dir = directories[id];
-        // Written by the scan (or the cache it filled): checked there.
-        if (dir.isString() && arx::jsconfig::StaysBelow(dir.asString()))
+        if (dir.isString() && arx::jsconfig::StaysBelow(dir.asString()) && !StringsLeadOut(baseDir, dir.asString()))
             moduleTexts[id] = stringParser.ParseTexts(base + "/" + dir.asString());
     }
 }
@@ -157,6 +170,7 @@ void JSConfigParserPrivate::ParseBriefTexts(const std::string& root, Json::Value
     if (useCache)
         CreateCacheDirectories();
     const std::string base = arx::jsconfig::BaseFor(root);
+    std::optional<arx::jsconfig::WebDirectory> baseDir;  // opened for the first file read
     std::vector<std::pair<std::string, Json::Value>> toSave;
     for (const std::string& id : directories.getMemberNames()) {
         if (!appConfig.isObject() || !appConfig.isMember(id))
@@ -177,6 +191,10 @@ void JSConfigParserPrivate::ParseBriefTexts(const std::string& root, Json::Value
         }
         const Json::Value& dirName = directories[id];
         if (!dirName.isString() || !arx::jsconfig::StaysBelow(dirName.asString()))
+            continue;
+        if (!baseDir)
+            baseDir.emplace(base);
+        if (StringsLeadOut(*baseDir, dirName.asString()))
             continue;
         const std::string dir = base + "/" + dirName.asString();
         const Json::Value& entry = appConfig[id];

@@ -1,0 +1,372 @@
+#include "base/json_read.h"
+
+#include <locale.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <cmath>
+#include <utility>
+
+namespace base {
+
+namespace {
+
+// The longest number text read here: jsoncpp reads longer ones without
+// regard to the locale's decimal point.
+constexpr size_t kLongestNumber = 32;
+// At most 18 digits cannot overflow an Int64.
+constexpr size_t kMostIntegerDigits = 18;
+// jsoncpp refuses longer member names and strings by throwing.
+constexpr size_t kLongestString = size_t {1} << 30;
+
+bool IsBlank(char c)
+{
+    return c == ' ' || c == '\n' || c == '\t' || c == '\r';
+}
+
+bool IsDigit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+
+int HexDigit(char c)
+{
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F')
+        return c - 'A' + 10;
+    return -1;
+}
+
+void AppendUtf8(unsigned code, std::string& out)
+{
+    if (code <= 0x7F) {
+        out.push_back(static_cast<char>(code));
+    } else if (code <= 0x7FF) {
+        out.push_back(static_cast<char>(0xC0 | (code >> 6)));
+        out.push_back(static_cast<char>(0x80 | (code & 0x3F)));
+    } else if (code <= 0xFFFF) {
+        out.push_back(static_cast<char>(0xE0 | (code >> 12)));
+        out.push_back(static_cast<char>(0x80 | ((code >> 6) & 0x3F)));
+        out.push_back(static_cast<char>(0x80 | (code & 0x3F)));
+    } else {
+        out.push_back(static_cast<char>(0xF0 | (code >> 18)));
+        out.push_back(static_cast<char>(0x80 | ((code >> 12) & 0x3F)));
+        out.push_back(static_cast<char>(0x80 | ((code >> 6) & 0x3F)));
+        out.push_back(static_cast<char>(0x80 | (code & 0x3F)));
+    }
+}
+
+locale_t CLocale()
+{
+    static const locale_t c = newlocale(LC_ALL_MASK, "C", nullptr);
+    return c;
+}
+
+// One pass over the text; every refusal means "not plain", never "not JSON".
+class PlainReader {
+public:
+    PlainReader(const char* begin, const char* end) : at_(begin), end_(end) { }
+
+    bool Document(Json::Value& value)
+    {
+        SkipBlanks();
+        if (!Value(value, 0))
+            return false;
+        SkipBlanks();
+        return at_ == end_;
+    }
+
+private:
+    bool Value(Json::Value& value, int depth)
+    {
+        if (at_ == end_)
+            return false;
+        switch (*at_) {
+        case '{': return Object(value, depth + 1);
+        case '[': return Array(value, depth + 1);
+        case '"': {
+            const char* begin;
+            const char* end;
+            if (!String(begin, end))
+                return false;
+            value = Json::Value(begin, end);
+            return true;
+        }
+        case 't': return Literal("true", Json::Value(true), value);
+        case 'f': return Literal("false", Json::Value(false), value);
+        case 'n': return Literal("null", Json::Value(), value);
+        default: return Number(value);
+        }
+    }
+
+    bool Object(Json::Value& value, int depth)
+    {
+        if (depth > kDeepestPlainJson)
+            return false;
+        ++at_;
+        value = Json::Value(Json::objectValue);
+        SkipBlanks();
+        if (at_ != end_ && *at_ == '}') {
+            ++at_;
+            return true;
+        }
+        for (;;) {
+            const char* begin;
+            const char* end;
+            if (at_ == end_ || *at_ != '"' || !String(begin, end))
+                return false;
+            SkipBlanks();
+            if (at_ == end_ || *at_ != ':')
+                return false;
+            ++at_;
+            SkipBlanks();
+            // A name seen before gets the later value, as in jsoncpp.
+            if (!Value(*value.demand(begin, end), depth))
+                return false;
+            SkipBlanks();
+            if (at_ == end_)
+                return false;
+            if (*at_ == '}') {
+                ++at_;
+                return true;
+            }
+            if (*at_ != ',')
+                return false;
+            ++at_;
+            SkipBlanks();
+        }
+    }
+
+    bool Array(Json::Value& value, int depth)
+    {
+        if (depth > kDeepestPlainJson)
+            return false;
+        ++at_;
+        value = Json::Value(Json::arrayValue);
+        SkipBlanks();
+        if (at_ != end_ && *at_ == ']') {
+            ++at_;
+            return true;
+        }
+        for (Json::ArrayIndex index = 0;; ++index) {
+            if (!Value(value[index], depth))
+                return false;
+            SkipBlanks();
+            if (at_ == end_)
+                return false;
+            if (*at_ == ']') {
+                ++at_;
+                return true;
+            }
+            if (*at_ != ',')
+                return false;
+            ++at_;
+            SkipBlanks();
+        }
+    }
+
+    // The string at the opening quote: [begin, end) are its bytes, the
+    // text's own when it has no escape, else decoded into scratch_ (taken
+    // by the caller before the next string is read).  Bytes other than
+    // escapes are taken as they are, control characters and broken UTF-8
+    // included, as jsoncpp does.
+    bool String(const char*& begin, const char*& end)
+    {
+        const char* start = ++at_;
+        while (at_ != end_ && *at_ != '"' && *at_ != '\\')
+            ++at_;
+        if (at_ == end_ || static_cast<size_t>(at_ - start) >= kLongestString)
+            return false;
+        if (*at_ == '"') {
+            begin = start;
+            end = at_++;
+            return true;
+        }
+        scratch_.assign(start, at_);
+        for (;;) {
+            if (at_ == end_)
+                return false;
+            const char c = *at_++;
+            if (c == '"')
+                break;
+            if (c != '\\') {
+                scratch_.push_back(c);
+                continue;
+            }
+            if (at_ == end_ || !Escape(*at_++))
+                return false;
+        }
+        if (scratch_.size() >= kLongestString)
+            return false;
+        begin = scratch_.data();
+        end = begin + scratch_.size();
+        return true;
+    }
+
+    bool Escape(char c)
+    {
+        switch (c) {
+        case '"':
+        case '/':
+        case '\\': scratch_.push_back(c); return true;
+        case 'b': scratch_.push_back('\b'); return true;
+        case 'f': scratch_.push_back('\f'); return true;
+        case 'n': scratch_.push_back('\n'); return true;
+        case 'r': scratch_.push_back('\r'); return true;
+        case 't': scratch_.push_back('\t'); return true;
+        case 'u': return Unicode();
+        default: return false;
+        }
+    }
+
+    // After "\u".  A high surrogate takes the next escape's low ten bits
+    // whatever that escape is, and a lone low surrogate is encoded as it
+    // stands: jsoncpp's reading, kept so that the values are the same.
+    bool Unicode()
+    {
+        unsigned code;
+        if (!Hex4(code))
+            return false;
+        if (code >= 0xD800 && code <= 0xDBFF) {
+            unsigned low;
+            if (end_ - at_ < 2 || at_[0] != '\\' || at_[1] != 'u')
+                return false;
+            at_ += 2;
+            if (!Hex4(low))
+                return false;
+            code = 0x10000 + ((code & 0x3FF) << 10) + (low & 0x3FF);
+        }
+        AppendUtf8(code, scratch_);
+        return true;
+    }
+
+    bool Hex4(unsigned& code)
+    {
+        if (end_ - at_ < 4)
+            return false;
+        code = 0;
+        for (int i = 0; i < 4; ++i) {
+            const int digit = HexDigit(*at_++);
+            if (digit < 0)
+                return false;
+            code = code << 4 | static_cast<unsigned>(digit);
+        }
+        return true;
+    }
+
+    // A number as JSON writes it.  Integers of at most 18 digits are read
+    // here (jsoncpp makes every one of them an Int64); a real with the C
+    // library's conversion in the C locale, as jsoncpp's stream reads it
+    // under the classic locale.
+    bool Number(Json::Value& value)
+    {
+        const char* start = at_;
+        const bool negative = *at_ == '-';
+        if (negative)
+            ++at_;
+        const char* digits = at_;
+        Json::Value::LargestUInt integer = 0;
+        while (at_ != end_ && IsDigit(*at_))
+            integer = integer * 10 + static_cast<unsigned>(*at_++ - '0');
+        const size_t count = static_cast<size_t>(at_ - digits);
+        if (count == 0)
+            return false;
+        bool integral = true;
+        if (at_ != end_ && *at_ == '.') {
+            ++at_;
+            if (!Digits())
+                return false;
+            integral = false;
+        }
+        if (at_ != end_ && (*at_ == 'e' || *at_ == 'E')) {
+            ++at_;
+            if (at_ != end_ && (*at_ == '+' || *at_ == '-'))
+                ++at_;
+            if (!Digits())
+                return false;
+            integral = false;
+        }
+        if (integral) {
+            if (count > kMostIntegerDigits)
+                return false;
+            const auto signedValue = static_cast<Json::Value::LargestInt>(integer);
+            value = Json::Value(negative ? -signedValue : signedValue);
+            return true;
+        }
+        const size_t length = static_cast<size_t>(at_ - start);
+        if (length > kLongestNumber)
+            return false;
+        char text[kLongestNumber + 1];
+        memcpy(text, start, length);
+        text[length] = '\0';
+        const double real = strtod_l(text, nullptr, CLocale());
+        // jsoncpp's stream refuses a real beyond the largest double.
+        if (std::isinf(real))
+            return false;
+        value = Json::Value(real);
+        return true;
+    }
+
+    bool Digits()
+    {
+        const char* start = at_;
+        while (at_ != end_ && IsDigit(*at_))
+            ++at_;
+        return at_ != start;
+    }
+
+    bool Literal(std::string_view word, Json::Value&& literal, Json::Value& value)
+    {
+        if (static_cast<size_t>(end_ - at_) < word.size() || memcmp(at_, word.data(), word.size()) != 0)
+            return false;
+        at_ += word.size();
+        value = std::move(literal);
+        return true;
+    }
+
+    void SkipBlanks()
+    {
+        while (at_ != end_ && IsBlank(*at_))
+            ++at_;
+    }
+
+    const char* at_;
+    const char* end_;
+    std::string scratch_;
+};
+
+}  // namespace
+
+bool ReadPlainJson(std::string_view text, Json::Value& value)
+{
+    if (CLocale() == static_cast<locale_t>(0))
+        return false;
+    return PlainReader(text.data(), text.data() + text.size()).Document(value);
+}
+
+JsonReader::JsonReader(bool failIfExtra) : failIfExtra_(failIfExtra)
+{ }
+
+JsonReader::~JsonReader() = default;
+
+bool JsonReader::Parse(std::string_view text, Json::Value& value, std::string* errors)
+{
+    if (ReadPlainJson(text, value)) {
+        if (errors != nullptr)
+            errors->clear();
+        return true;
+    }
+    if (!fallback_) {
+        Json::CharReaderBuilder builder;
+        builder["collectComments"] = false;
+        builder["failIfExtra"] = failIfExtra_;
+        fallback_.reset(builder.newCharReader());
+    }
+    value = Json::Value();
+    return fallback_->parse(text.data(), text.data() + text.size(), &value, errors);
+}
+
+}  // namespace base

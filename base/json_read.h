@@ -1,0 +1,56 @@
+// Reading JSON text into jsoncpp values.
+//
+// jsoncpp's reader passes over every token twice (once to find its end,
+// once to decode it), keeps a stack of the values it fills, and copies each
+// member name into a string before the object copies it again; for the
+// module configs of a desktop it cost more than opening and reading the
+// files.  Plain JSON is read here in one pass, straight into the values.
+// Anything else (comments, text after the document, trailing commas, a
+// syntax error, a number whose type depends on jsoncpp's rules for large
+// values) is handed whole to jsoncpp's reader, so that what is accepted, the
+// values built and the error messages stay exactly jsoncpp's.
+#ifndef ARX_BASE_JSON_READ_H
+#define ARX_BASE_JSON_READ_H
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include <json/reader.h>
+#include <json/value.h>
+
+namespace base {
+
+// Reads text when it is one plain JSON document (blanks around it allowed,
+// nesting at most kDeepestPlainJson): value then equals what jsoncpp's
+// reader builds from it, offsets within the text aside (they are not set).
+// False when the text is anything else; value is then unspecified.
+bool ReadPlainJson(std::string_view text, Json::Value& value);
+
+constexpr int kDeepestPlainJson = 256;
+
+// A reader with jsoncpp's default settings, comments not kept.  Not for
+// two threads at once.
+class JsonReader {
+public:
+    // failIfExtra: whether text after the document is an error, as
+    // jsoncpp's setting of that name.
+    explicit JsonReader(bool failIfExtra = false);
+    ~JsonReader();
+    JsonReader(const JsonReader&) = delete;
+    JsonReader& operator=(const JsonReader&) = delete;
+
+    // Replaces value with the document of text.  False, with jsoncpp's
+    // formatted messages in errors (when given), when jsoncpp refuses the
+    // text; value is then unspecified.  Throws what jsoncpp's reader throws
+    // (Json::RuntimeError past its depth limit of 1000, std::bad_alloc).
+    bool Parse(std::string_view text, Json::Value& value, std::string* errors = nullptr);
+
+private:
+    std::unique_ptr<Json::CharReader> fallback_;  // made on first need
+    bool failIfExtra_;
+};
+
+}  // namespace base
+
+#endif
