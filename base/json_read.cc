@@ -68,7 +68,7 @@ locale_t CLocale()
 // One pass over the text; every refusal means "not plain", never "not JSON".
 class PlainReader {
 public:
-    PlainReader(const char* begin, const char* end) : at_(begin), end_(end) { }
+    PlainReader(const char* begin, const char* end, const StaticNames* names) : at_(begin), end_(end), names_(names) { }
 
     bool Document(Json::Value& value)
     {
@@ -124,7 +124,9 @@ private:
             ++at_;
             SkipBlanks();
             // A name seen before gets the later value, as in jsoncpp.
-            if (!Value(*value.demand(begin, end), depth))
+            const char* known = names_ != nullptr ? names_->Find(begin, static_cast<size_t>(end - begin)) : nullptr;
+            Json::Value& member = known != nullptr ? value[Json::StaticString(known)] : *value.demand(begin, end);
+            if (!Value(member, depth))
                 return false;
             SkipBlanks();
             if (at_ == end_)
@@ -335,26 +337,47 @@ private:
 
     const char* at_;
     const char* end_;
+    const StaticNames* names_;
     std::string scratch_;
 };
 
 }  // namespace
 
-bool ReadPlainJson(std::string_view text, Json::Value& value)
+StaticNames::StaticNames(std::initializer_list<const char*> names)
+{
+    for (const char* name : names) {
+        const size_t length = strlen(name);
+        if (length < kLongest)
+            byLength_[length].push_back(name);
+    }
+}
+
+const char* StaticNames::Find(const char* begin, size_t length) const
+{
+    if (length >= kLongest)
+        return nullptr;
+    for (const char* name : byLength_[length]) {
+        if (memcmp(name, begin, length) == 0)
+            return name;
+    }
+    return nullptr;
+}
+
+bool ReadPlainJson(std::string_view text, Json::Value& value, const StaticNames* names)
 {
     if (CLocale() == static_cast<locale_t>(0))
         return false;
-    return PlainReader(text.data(), text.data() + text.size()).Document(value);
+    return PlainReader(text.data(), text.data() + text.size(), names).Document(value);
 }
 
-JsonReader::JsonReader(bool failIfExtra) : failIfExtra_(failIfExtra)
+JsonReader::JsonReader(bool failIfExtra, const StaticNames* names) : failIfExtra_(failIfExtra), names_(names)
 { }
 
 JsonReader::~JsonReader() = default;
 
 bool JsonReader::Parse(std::string_view text, Json::Value& value, std::string* errors)
 {
-    if (ReadPlainJson(text, value)) {
+    if (ReadPlainJson(text, value, names_)) {
         if (errors != nullptr)
             errors->clear();
         return true;

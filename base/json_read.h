@@ -12,20 +12,44 @@
 #ifndef ARX_BASE_JSON_READ_H
 #define ARX_BASE_JSON_READ_H
 
+#include <stddef.h>
+
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <json/reader.h>
 #include <json/value.h>
 
 namespace base {
 
+// Member names kept without a copy of their own: texts of static storage
+// that every value the reader builds (and every copy of it) points to, so
+// that no name of the set is allocated, copied or freed per member.  For
+// documents whose names mostly come from a known set, such as module
+// configs, where the names are half of what is allocated.
+class StaticNames {
+public:
+    // names: texts of static storage, each shorter than kLongest bytes.
+    explicit StaticNames(std::initializer_list<const char*> names);
+    // The text of the set equal to the bytes [begin, begin + length), or
+    // nullptr.
+    const char* Find(const char* begin, size_t length) const;
+
+    static constexpr size_t kLongest = 32;
+
+private:
+    std::vector<const char*> byLength_[kLongest];
+};
+
 // Reads text when it is one plain JSON document (blanks around it allowed,
 // nesting at most kDeepestPlainJson): value then equals what jsoncpp's
 // reader builds from it, offsets within the text aside (they are not set).
-// False when the text is anything else; value is then unspecified.
-bool ReadPlainJson(std::string_view text, Json::Value& value);
+// False when the text is anything else; value is then unspecified.  Member
+// names found in names (when given) are kept without a copy.
+bool ReadPlainJson(std::string_view text, Json::Value& value, const StaticNames* names = nullptr);
 
 constexpr int kDeepestPlainJson = 256;
 
@@ -34,8 +58,9 @@ constexpr int kDeepestPlainJson = 256;
 class JsonReader {
 public:
     // failIfExtra: whether text after the document is an error, as
-    // jsoncpp's setting of that name.
-    explicit JsonReader(bool failIfExtra = false);
+    // jsoncpp's setting of that name.  names (when given, and outliving the
+    // reader): member names kept without a copy in plain documents.
+    explicit JsonReader(bool failIfExtra = false, const StaticNames* names = nullptr);
     ~JsonReader();
     JsonReader(const JsonReader&) = delete;
     JsonReader& operator=(const JsonReader&) = delete;
@@ -49,6 +74,7 @@ public:
 private:
     std::unique_ptr<Json::CharReader> fallback_;  // made on first need
     bool failIfExtra_;
+    const StaticNames* names_;
 };
 
 }  // namespace base

@@ -1,6 +1,7 @@
 // The library's JSON reader against jsoncpp's own: for any text, the same
 // answer (accepted, refused or thrown), the same messages, and the same
-// value with the same types, with and without failIfExtra.
+// value with the same types, with and without failIfExtra, with member
+// names kept static.
 #include <stdint.h>
 #include <stdlib.h>
 
@@ -60,7 +61,8 @@ void Compare(std::string_view text, bool failIfExtra)
     builder["collectComments"] = false;
     builder["failIfExtra"] = failIfExtra;
     const std::unique_ptr<Json::CharReader> jsoncpp(builder.newCharReader());
-    base::JsonReader ours(failIfExtra);
+    static const base::StaticNames names {"a", "type", "text", "items"};
+    base::JsonReader ours(failIfExtra, &names);
     const Outcome expected = Run([&](Json::Value& value, std::string& errors) {
         return jsoncpp->parse(text.data(), text.data() + text.size(), &value, &errors);
     });

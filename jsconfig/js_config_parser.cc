@@ -11,6 +11,7 @@
 #include "jsconfig/config_cache.h"
 #include "jsconfig/js_config_parser_private.h"
 #include "jsconfig/log_source.h"
+#include "jsconfig/module_config.h"
 #include "jsconfig/web_root.h"
 
 namespace VORN {
@@ -76,7 +77,11 @@ template <typename Operation> void Guarded(const char* name, Operation operation
 }  // namespace
 
 JSConfigParserPrivate::JSConfigParserPrivate(const char* language, bool debugConfigs, bool cache)
-    : lang(LanguageCode(language)), debug(debugConfigs), useCache(cache), scanBase_(arx::jsconfig::WebRoot())
+    : lang(LanguageCode(language)),
+      debug(debugConfigs),
+      useCache(cache),
+      scanBase_(arx::jsconfig::WebRoot()),
+      reader_(false, &arx::jsconfig::ModuleConfigNames())
 { }
 
 JSConfigParserPrivate::~JSConfigParserPrivate()

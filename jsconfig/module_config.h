@@ -19,6 +19,10 @@ inline constexpr off_t kLargestModuleConfig = 1 << 20;
 inline constexpr int kDeepestModuleConfig = 64;
 inline constexpr size_t kMostModuleConfigValues = 100000;
 
+// The member names module configs use, kept without a copy of their own in
+// what the scan reads.
+const base::StaticNames& ModuleConfigNames();
+
 // Parses text into config with reader; false with errors (the reader's
 // formatted messages, or which bound was passed) otherwise.
 bool ParseModuleConfig(std::string_view text, base::JsonReader& reader, Json::Value& config, std::string& errors);

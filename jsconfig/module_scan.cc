@@ -62,6 +62,18 @@ std::string Stamp(time_t time)
 
 namespace arx::jsconfig {
 
+const base::StaticNames& ModuleConfigNames()
+{
+    // Those the library reads or adds, and those every module has.
+    static const base::StaticNames names{
+        "type",          "texts",        "title",        "desc",         "icon",
+        "appWindow",     "allUsers",     "grantPrivilege", "depend",     "url",
+        "version",       "preloadTexts", "formatedTitle", "fb_extern",  "text",
+        "items",         "loadCssInARX", "additionalCSSFiles", "standalone_css_file", "css_file",
+        "jsBaseURL",     "jsID",         "string_file"};
+    return names;
+}
+
 bool ParseModuleConfig(std::string_view text, base::JsonReader& reader, Json::Value& config, std::string& errors)
 {
     if (!base::JsonWithinBounds(text, kDeepestModuleConfig, kMostModuleConfigValues)) {
@@ -228,8 +240,8 @@ void JSConfigParserPrivate::RegisterEntries(const std::string& moduleDir, const 
                 LogNotObject(id);
                 continue;
             }
-            entry["jsBaseURL"] = moduleDir;
-            entry["jsID"] = id;
+            entry[Json::StaticString("jsBaseURL")] = moduleDir;
+            entry[Json::StaticString("jsID")] = id;
 
             const Json::Value& grant = Member(entry, "grantPrivilege");
             const std::string grantTo = grant.isString() ? grant.asString() : "";
@@ -264,7 +276,7 @@ void JSConfigParserPrivate::RegisterEntries(const std::string& moduleDir, const 
                 texts[id] = langDir;
                 // An entry of another type stands in appConfig with this
                 // member alone.
-                appConfig[id]["string_file"] = langDir;
+                appConfig[id][Json::StaticString("string_file")] = langDir;
             }
         }
     }
