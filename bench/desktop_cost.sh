@@ -4,7 +4,9 @@
 #
 #   (a) the module scan without the cache (JSConfigParser::
 #       ParsePathFromVornman) against reading and parsing the same config
-#       files with jsoncpp in one loop (in one process, Google Benchmark);
+#       files with jsoncpp in one loop (in one process, Google Benchmark),
+#       and against that loop with the readability checks every module
+#       needs (each script file its config names, its style sheet);
 #   (b) desktop.cgi answering the configuration and the texts from the cache
 #       (session check, stamp, both cache files, the document, its ETag)
 #       against a C++ program that reads the two cache files into jsoncpp;
@@ -63,6 +65,7 @@ scan=$("$work/desktop_scan_bench" --benchmark_repetitions=$((rounds >= 100 ? 20 
          --benchmark_format=csv 2> /dev/null)
 floor_scan=$(awk -F, '$1 == "\"ReadAndParseConfigs_median\"" { print $4 }' <<< "$scan")
 cold_scan=$(awk -F, '$1 == "\"ColdScan_median\"" { print $4 }' <<< "$scan")
+checked_scan=$(awk -F, '$1 == "\"ReadParseAndCheckConfigs_median\"" { print $4 }' <<< "$scan")
 
 # A session of admin, who sees every application (a login as a CGI process
 # would run), and the cache built ahead of the first request, as a package
@@ -131,8 +134,11 @@ texts_size=$(stat -c %s "$root/var/cache/js_config_parser/texts/ARX_enu.json")
 echo "desktop configuration, $modules modules (cache: configuration $config_size bytes, texts $texts_size bytes)"
 echo "(a) the scan without the cache, median of the repetitions (ms, cpu time):"
 printf '  %-52s %9.2f\n' "read and parse the $modules config files" "$floor_scan" \
+  "the same and the readability checks of each module" "$checked_scan" \
   "JSConfigParser::ParsePathFromVornman, no cache" "$cold_scan"
-awk -v s="$cold_scan" -v f="$floor_scan" 'BEGIN { printf "  scan / floor: %.2fx (target: at most 1.50x)\n", s / f }'
+awk -v s="$cold_scan" -v f="$floor_scan" -v c="$checked_scan" 'BEGIN {
+  printf "  scan / floor: %.2fx (target: at most 1.50x)\n", s / f
+  printf "  scan / floor with the checks: %.2fx (the checks alone: %.2fx of the floor)\n", s / c, c / f }'
 echo "(b, c) whole processes, $rounds rounds, medians (microseconds):"
 printf '  %-52s %9.1f\n' "read the two cache files into jsoncpp" "$config_floor" \
   "desktop.cgi?part=config from the cache (200, ETag)" "$config_cgi" \

@@ -1,7 +1,9 @@
 // The module scan without the cache against its floor: reading and parsing
 // the same config files with jsoncpp in one loop (Google Benchmark, in one
-// process, repetitions interleaved).  VORN_ROOT names a root with a module
-// tree (bench/make_module_tree.sh).
+// process, repetitions interleaved).  A second floor adds the checks a
+// module's registration cannot do without: whether each script file its
+// config names, and its style sheet, can be read.  VORN_ROOT names a root
+// with a module tree (bench/make_module_tree.sh).
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -59,6 +61,37 @@ void ReadAndParseConfigs(benchmark::State& state)
     }
 }
 
+// The floor and, per module, whether the files the config names and the
+// style sheet are readable, through the modules directory's descriptor.
+void ReadParseAndCheckConfigs(benchmark::State& state)
+{
+    const std::vector<std::string> paths = ConfigPaths();
+    const char* root = getenv("VORN_ROOT");
+    const std::string modules = std::string(root != nullptr ? root : "") + "/usr/vorn/vornman/webman/modules";
+    const int dir = open(modules.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    Json::CharReaderBuilder builder;
+    builder["collectComments"] = false;
+    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    for (auto _ : state) {
+        for (const std::string& path : paths) {
+            const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+            struct stat st;
+            fstat(fd, &st);
+            std::string text(static_cast<size_t>(st.st_size), '\0');
+            benchmark::DoNotOptimize(read(fd, text.data(), text.size()));
+            close(fd);
+            Json::Value config;
+            std::string errors;
+            benchmark::DoNotOptimize(reader->parse(text.data(), text.data() + text.size(), &config, &errors));
+            const std::string module = path.substr(modules.size() + 1, path.size() - modules.size() - 8);
+            for (const std::string& file : config.getMemberNames())
+                benchmark::DoNotOptimize(faccessat(dir, (module + "/" + file).c_str(), R_OK, AT_EACCESS));
+            benchmark::DoNotOptimize(faccessat(dir, (module + "/style.css").c_str(), R_OK, AT_EACCESS));
+        }
+    }
+    close(dir);
+}
+
 // The scan a desktop request makes when there is no cache.
 void ColdScan(benchmark::State& state)
 {
@@ -70,6 +103,7 @@ void ColdScan(benchmark::State& state)
 }
 
 BENCHMARK(ReadAndParseConfigs)->Unit(benchmark::kMillisecond);
+BENCHMARK(ReadParseAndCheckConfigs)->Unit(benchmark::kMillisecond);
 BENCHMARK(ColdScan)->Unit(benchmark::kMillisecond);
 
 }  // namespace

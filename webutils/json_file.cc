@@ -2,13 +2,11 @@
 
 #include <arx/json_file.h>
 
-#include <memory>
-
-#include <json/reader.h>
 #include <json/writer.h>
 
 #include "base/file_read.h"
 #include "base/file_write.h"
+#include "base/json_read.h"
 #include "webutils/json_text.h"
 
 namespace VORN {
@@ -52,12 +50,9 @@ namespace arx::webutils {
 bool JsonFromText(Json::Value& value, std::string_view text)
 {
     try {
-        Json::CharReaderBuilder builder;
-        builder["collectComments"] = false;
-        builder["failIfExtra"] = true;
-        const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+        base::JsonReader reader(true);
         Json::Value parsed;
-        if (!reader->parse(text.data(), text.data() + text.size(), &parsed, nullptr))
+        if (!reader.Parse(text, parsed))
             return false;
         value.swap(parsed);
         return true;
