@@ -1,45 +1,8 @@
 #include "base/json_cursor.h"
 
+#include "base/json_string.h"
+
 namespace base {
-
-namespace {
-
-void AppendUtf8(std::string& out, unsigned code)
-{
-    if (code < 0x80) {
-        out.push_back(static_cast<char>(code));
-    } else if (code < 0x800) {
-        out.push_back(static_cast<char>(0xC0 | (code >> 6)));
-        out.push_back(static_cast<char>(0x80 | (code & 0x3F)));
-    } else if (code < 0x10000) {
-        out.push_back(static_cast<char>(0xE0 | (code >> 12)));
-        out.push_back(static_cast<char>(0x80 | ((code >> 6) & 0x3F)));
-        out.push_back(static_cast<char>(0x80 | (code & 0x3F)));
-    } else {
-        out.push_back(static_cast<char>(0xF0 | (code >> 18)));
-        out.push_back(static_cast<char>(0x80 | ((code >> 12) & 0x3F)));
-        out.push_back(static_cast<char>(0x80 | ((code >> 6) & 0x3F)));
-        out.push_back(static_cast<char>(0x80 | (code & 0x3F)));
-    }
-}
-
-// The character of a one-letter escape; 0 for "\u" and invalid ones.
-char Unescape(char c)
-{
-    switch (c) {
-    case '"': return '"';
-    case '\\': return '\\';
-    case '/': return '/';
-    case 'b': return '\b';
-    case 'f': return '\f';
-    case 'n': return '\n';
-    case 'r': return '\r';
-    case 't': return '\t';
-    default: return 0;
-    }
-}
-
-}  // namespace
 
 void JsonCursor::SkipBlanks()
 {
@@ -71,15 +34,9 @@ bool JsonCursor::Hex4(unsigned& code)
 {
     if (text_.size() - at_ < 4)
         return false;
-    code = 0;
-    for (int i = 0; i < 4; ++i) {
-        const char c = text_[at_++];
-        const int digit = c >= '0' && c <= '9' ? c - '0' : c >= 'a' && c <= 'f' ? c - 'a' + 10
-                          : c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
-        if (digit < 0)
-            return false;
-        code = code * 16 + static_cast<unsigned>(digit);
-    }
+    if (!ReadHex4(text_.data() + at_, code))
+        return false;
+    at_ += 4;
     return true;
 }
 
@@ -89,7 +46,7 @@ bool JsonCursor::Escape(std::string& out, Escapes escapes)
         return false;
     const char c = text_[at_++];
     if (c != 'u') {
-        const char plain = Unescape(c);
+        const char plain = UnescapeJson(c);
         if (plain == 0)
             return false;
         out.push_back(plain);

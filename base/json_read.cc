@@ -1,5 +1,7 @@
 #include "base/json_read.h"
 
+#include "base/json_string.h"
+
 #include <locale.h>
 #include <stdlib.h>
 #include <string.h>
@@ -27,36 +29,6 @@ bool IsBlank(char c)
 bool IsDigit(char c)
 {
     return c >= '0' && c <= '9';
-}
-
-int HexDigit(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
-
-void AppendUtf8(unsigned code, std::string& out)
-{
-    if (code <= 0x7F) {
-        out.push_back(static_cast<char>(code));
-    } else if (code <= 0x7FF) {
-        out.push_back(static_cast<char>(0xC0 | (code >> 6)));
-        out.push_back(static_cast<char>(0x80 | (code & 0x3F)));
-    } else if (code <= 0xFFFF) {
-        out.push_back(static_cast<char>(0xE0 | (code >> 12)));
-        out.push_back(static_cast<char>(0x80 | ((code >> 6) & 0x3F)));
-        out.push_back(static_cast<char>(0x80 | (code & 0x3F)));
-    } else {
-        out.push_back(static_cast<char>(0xF0 | (code >> 18)));
-        out.push_back(static_cast<char>(0x80 | ((code >> 12) & 0x3F)));
-        out.push_back(static_cast<char>(0x80 | ((code >> 6) & 0x3F)));
-        out.push_back(static_cast<char>(0x80 | (code & 0x3F)));
-    }
 }
 
 locale_t CLocale()
@@ -102,18 +74,42 @@ private:
         }
     }
 
-    bool Object(Json::Value& value, int depth)
+    // At the opening bracket: value made an empty container of type, and
+    // true with done when the closing one follows.
+    bool Open(Json::Value& value, Json::ValueType type, char closing, int depth, bool& done)
     {
         if (depth > kDeepestPlainJson)
             return false;
         ++at_;
-        value = Json::Value(Json::objectValue);
+        value = Json::Value(type);
         SkipBlanks();
-        if (at_ != end_ && *at_ == '}') {
+        done = at_ != end_ && *at_ == closing;
+        if (done)
             ++at_;
-            return true;
-        }
-        for (;;) {
+        return true;
+    }
+
+    // After a member or element: true with done at the closing bracket,
+    // true at a comma (and the blanks after it).
+    bool Next(char closing, bool& done)
+    {
+        SkipBlanks();
+        if (at_ == end_)
+            return false;
+        done = *at_ == closing;
+        if (!done && *at_ != ',')
+            return false;
+        ++at_;
+        SkipBlanks();
+        return true;
+    }
+
+    bool Object(Json::Value& value, int depth)
+    {
+        bool done;
+        if (!Open(value, Json::objectValue, '}', depth, done))
+            return false;
+        while (!done) {
             const char* begin;
             const char* end;
             if (at_ == end_ || *at_ != '"' || !String(begin, end))
@@ -126,48 +122,22 @@ private:
             // A name seen before gets the later value, as in jsoncpp.
             const char* known = names_ != nullptr ? names_->Find(begin, static_cast<size_t>(end - begin)) : nullptr;
             Json::Value& member = known != nullptr ? value[Json::StaticString(known)] : *value.demand(begin, end);
-            if (!Value(member, depth))
+            if (!Value(member, depth) || !Next('}', done))
                 return false;
-            SkipBlanks();
-            if (at_ == end_)
-                return false;
-            if (*at_ == '}') {
-                ++at_;
-                return true;
-            }
-            if (*at_ != ',')
-                return false;
-            ++at_;
-            SkipBlanks();
         }
+        return true;
     }
 
     bool Array(Json::Value& value, int depth)
     {
-        if (depth > kDeepestPlainJson)
+        bool done;
+        if (!Open(value, Json::arrayValue, ']', depth, done))
             return false;
-        ++at_;
-        value = Json::Value(Json::arrayValue);
-        SkipBlanks();
-        if (at_ != end_ && *at_ == ']') {
-            ++at_;
-            return true;
+        for (Json::ArrayIndex index = 0; !done; ++index) {
+            if (!Value(value[index], depth) || !Next(']', done))
+                return false;
         }
-        for (Json::ArrayIndex index = 0;; ++index) {
-            if (!Value(value[index], depth))
-                return false;
-            SkipBlanks();
-            if (at_ == end_)
-                return false;
-            if (*at_ == ']') {
-                ++at_;
-                return true;
-            }
-            if (*at_ != ',')
-                return false;
-            ++at_;
-            SkipBlanks();
-        }
+        return true;
     }
 
     // The string at the opening quote: [begin, end) are its bytes, the
@@ -198,7 +168,13 @@ private:
                 scratch_.push_back(c);
                 continue;
             }
-            if (at_ == end_ || !Escape(*at_++))
+            if (at_ == end_)
+                return false;
+            const char letter = *at_++;
+            const char plain = UnescapeJson(letter);
+            if (plain != 0)
+                scratch_.push_back(plain);
+            else if (letter != 'u' || !Unicode())
                 return false;
         }
         if (scratch_.size() >= kLongestString)
@@ -206,22 +182,6 @@ private:
         begin = scratch_.data();
         end = begin + scratch_.size();
         return true;
-    }
-
-    bool Escape(char c)
-    {
-        switch (c) {
-        case '"':
-        case '/':
-        case '\\': scratch_.push_back(c); return true;
-        case 'b': scratch_.push_back('\b'); return true;
-        case 'f': scratch_.push_back('\f'); return true;
-        case 'n': scratch_.push_back('\n'); return true;
-        case 'r': scratch_.push_back('\r'); return true;
-        case 't': scratch_.push_back('\t'); return true;
-        case 'u': return Unicode();
-        default: return false;
-        }
     }
 
     // After "\u".  A high surrogate takes the next escape's low ten bits
@@ -241,21 +201,15 @@ private:
                 return false;
             code = 0x10000 + ((code & 0x3FF) << 10) + (low & 0x3FF);
         }
-        AppendUtf8(code, scratch_);
+        AppendUtf8(scratch_, code);
         return true;
     }
 
     bool Hex4(unsigned& code)
     {
-        if (end_ - at_ < 4)
+        if (end_ - at_ < 4 || !ReadHex4(at_, code))
             return false;
-        code = 0;
-        for (int i = 0; i < 4; ++i) {
-            const int digit = HexDigit(*at_++);
-            if (digit < 0)
-                return false;
-            code = code << 4 | static_cast<unsigned>(digit);
-        }
+        at_ += 4;
         return true;
     }
 

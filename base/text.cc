@@ -11,6 +11,17 @@ bool IsBlank(char c)
 
 }  // namespace
 
+int HexDigit(char c)
+{
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F')
+        return c - 'A' + 10;
+    return -1;
+}
+
 std::string_view TrimBlanks(std::string_view text)
 {
     while (!text.empty() && IsBlank(text.front()))

@@ -1,4 +1,4 @@
-// Line and blank helpers of the text file formats.
+// Line, blank and digit helpers of the text formats.
 #ifndef ARX_BASE_TEXT_H
 #define ARX_BASE_TEXT_H
 
@@ -8,6 +8,9 @@ namespace base {
 
 // Removes blanks (space, tab, CR, LF) at both ends.
 std::string_view TrimBlanks(std::string_view text);
+
+// The value of a hexadecimal digit (either case), or -1.
+int HexDigit(char c);
 
 // Removes one pair of enclosing double quotes from a text of at least two
 // characters; other texts are returned unchanged.

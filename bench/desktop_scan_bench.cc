@@ -39,25 +39,36 @@ std::vector<std::string> ConfigPaths()
     return paths;
 }
 
+std::unique_ptr<Json::CharReader> Reader()
+{
+    Json::CharReaderBuilder builder;
+    builder["collectComments"] = false;
+    return std::unique_ptr<Json::CharReader>(builder.newCharReader());
+}
+
+// One config read whole and parsed.
+Json::Value ReadAndParse(const std::string& path, Json::CharReader& reader)
+{
+    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat st;
+    fstat(fd, &st);
+    std::string text(static_cast<size_t>(st.st_size), '\0');
+    benchmark::DoNotOptimize(read(fd, text.data(), text.size()));
+    close(fd);
+    Json::Value config;
+    std::string errors;
+    benchmark::DoNotOptimize(reader.parse(text.data(), text.data() + text.size(), &config, &errors));
+    return config;
+}
+
 // The floor: each config read whole and parsed, nothing else.
 void ReadAndParseConfigs(benchmark::State& state)
 {
     const std::vector<std::string> paths = ConfigPaths();
-    Json::CharReaderBuilder builder;
-    builder["collectComments"] = false;
-    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    const std::unique_ptr<Json::CharReader> reader = Reader();
     for (auto _ : state) {
-        for (const std::string& path : paths) {
-            const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-            struct stat st;
-            fstat(fd, &st);
-            std::string text(static_cast<size_t>(st.st_size), '\0');
-            benchmark::DoNotOptimize(read(fd, text.data(), text.size()));
-            close(fd);
-            Json::Value config;
-            std::string errors;
-            benchmark::DoNotOptimize(reader->parse(text.data(), text.data() + text.size(), &config, &errors));
-        }
+        for (const std::string& path : paths)
+            benchmark::DoNotOptimize(ReadAndParse(path, *reader));
     }
 }
 
@@ -69,20 +80,10 @@ void ReadParseAndCheckConfigs(benchmark::State& state)
     const char* root = getenv("VORN_ROOT");
     const std::string modules = std::string(root != nullptr ? root : "") + "/usr/vorn/vornman/webman/modules";
     const int dir = open(modules.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    Json::CharReaderBuilder builder;
-    builder["collectComments"] = false;
-    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    const std::unique_ptr<Json::CharReader> reader = Reader();
     for (auto _ : state) {
         for (const std::string& path : paths) {
-            const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-            struct stat st;
-            fstat(fd, &st);
-            std::string text(static_cast<size_t>(st.st_size), '\0');
-            benchmark::DoNotOptimize(read(fd, text.data(), text.size()));
-            close(fd);
-            Json::Value config;
-            std::string errors;
-            benchmark::DoNotOptimize(reader->parse(text.data(), text.data() + text.size(), &config, &errors));
+            const Json::Value config = ReadAndParse(path, *reader);
             const std::string module = path.substr(modules.size() + 1, path.size() - modules.size() - 8);
             for (const std::string& file : config.getMemberNames())
                 benchmark::DoNotOptimize(faccessat(dir, (module + "/" + file).c_str(), R_OK, AT_EACCESS));

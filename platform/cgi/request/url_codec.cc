@@ -1,19 +1,10 @@
 #include "cgi/request/url_codec.h"
 
+#include "base/text.h"
+
 namespace vorn {
 
 namespace {
-
-int HexValue(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
 
 bool IsUnreserved(unsigned char c)
 {
@@ -31,8 +22,8 @@ std::string DecodeURLComponent(std::string_view text)
         const char c = text[i];
         if (c == '+') {
             decoded.push_back(' ');
-        } else if (c == '%' && i + 2 < text.size() && HexValue(text[i + 1]) >= 0 && HexValue(text[i + 2]) >= 0) {
-            decoded.push_back(static_cast<char>(HexValue(text[i + 1]) * 16 + HexValue(text[i + 2])));
+        } else if (c == '%' && i + 2 < text.size() && base::HexDigit(text[i + 1]) >= 0 && base::HexDigit(text[i + 2]) >= 0) {
+            decoded.push_back(static_cast<char>(base::HexDigit(text[i + 1]) * 16 + base::HexDigit(text[i + 2])));
             i += 2;
         } else {
             decoded.push_back(c);
