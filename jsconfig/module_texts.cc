@@ -14,6 +14,7 @@
 
 #include "base/file_read.h"
 #include "base/json_cursor.h"
+#include "base/json_read.h"
 #include "jsconfig/config_cache.h"
 #include "jsconfig/js_config_parser_private.h"
 #include "jsconfig/json_member.h"
@@ -258,10 +259,8 @@ void JSConfigParserPrivate::ParseFeasibilityCheckTexts(Json::Value& result)
             errors = "larger than the texts list may be";
         } else {
             try {
-                Json::CharReaderBuilder builder;
-                builder["collectComments"] = false;
-                const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-                if (!reader->parse(content.data(), content.data() + content.size(), &list, &errors) && errors.empty())
+                base::JsonReader reader;
+                if (!reader.Parse(content, list, &errors) && errors.empty())
                     errors = "not JSON";
             } catch (const std::exception& e) {
                 errors = e.what();

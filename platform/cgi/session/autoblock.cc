@@ -8,10 +8,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <memory>
 #include <vector>
 
-#include <json/reader.h>
 #include <json/writer.h>
 
 #include <vorn/log.h>
@@ -21,6 +19,7 @@
 #include "base/directories.h"
 #include "base/file_read.h"
 #include "base/file_write.h"
+#include "base/json_read.h"
 #include "base/lock_file.h"
 #include "cgi/session/sweep_stamp.h"
 
@@ -52,12 +51,14 @@ bool ReadRecord(const std::string& path, Record& record)
     std::string text;
     if (!base::ReadWholeFile(path.c_str(), text, nullptr, base::Links::kRefuse))
         return errno == ENOENT;
-    Json::CharReaderBuilder builder;
-    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     Json::Value value;
-    std::string errors;
-    if (!reader->parse(text.data(), text.data() + text.size(), &value, &errors) || !value.isObject())
-        return false;
+    try {
+        base::JsonReader reader;
+        if (!reader.Parse(text, value) || !value.isObject())
+            return false;
+    } catch (const std::exception&) {
+        return false;  // nested past the reader's limit, or no memory
+    }
     if (value["blocked_until"].isInt64())
         record.blockedUntil = value["blocked_until"].asInt64();
     for (const Json::Value& attempt : value["attempts"]) {

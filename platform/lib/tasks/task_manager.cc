@@ -14,9 +14,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <memory>
 
-#include <json/reader.h>
 #include <json/writer.h>
 #include <vorn/log.h>
 #include <vorn/user.h>
@@ -24,6 +22,7 @@
 #include "base/descriptor.h"
 #include "base/file_read.h"
 #include "base/file_write.h"
+#include "base/json_read.h"
 #include "base/safe_open.h"
 
 namespace {
@@ -90,12 +89,10 @@ bool ReadRecord(int dir, const std::string& file, Json::Value& state)
     if (fd.get() < 0 || st.st_nlink != 1 || st.st_size > kLargestRecord ||
         !base::ReadWholeDescriptor(fd.get(), st, text))
         return false;
-    Json::CharReaderBuilder builder;
-    builder["collectComments"] = false;
-    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     Json::Value parsed;
     try {
-        if (!reader->parse(text.data(), text.data() + text.size(), &parsed, nullptr) || !parsed.isObject())
+        base::JsonReader reader;
+        if (!reader.Parse(text, parsed) || !parsed.isObject())
             return false;
     } catch (const std::exception&) {
         return false;
