@@ -1,12 +1,13 @@
 #include "base/json_cursor.h"
 
 #include "base/json_string.h"
+#include "base/text.h"
 
 namespace base {
 
 void JsonCursor::SkipBlanks()
 {
-    while (at_ < text_.size() && (text_[at_] == ' ' || text_[at_] == '\t' || text_[at_] == '\n' || text_[at_] == '\r'))
+    while (at_ < text_.size() && IsBlank(text_[at_]))
         ++at_;
 }
 

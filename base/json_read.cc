@@ -1,13 +1,14 @@
 #include "base/json_read.h"
 
-#include "base/json_string.h"
-
 #include <locale.h>
 #include <stdlib.h>
 #include <string.h>
 
 #include <cmath>
 #include <utility>
+
+#include "base/json_string.h"
+#include "base/text.h"
 
 namespace base {
 
@@ -20,11 +21,6 @@ constexpr size_t kLongestNumber = 32;
 constexpr size_t kMostIntegerDigits = 18;
 // jsoncpp refuses longer member names and strings by throwing.
 constexpr size_t kLongestString = size_t {1} << 30;
-
-bool IsBlank(char c)
-{
-    return c == ' ' || c == '\n' || c == '\t' || c == '\r';
-}
 
 bool IsDigit(char c)
 {
@@ -224,12 +220,9 @@ private:
         if (negative)
             ++at_;
         const char* digits = at_;
-        Json::Value::LargestUInt integer = 0;
-        while (at_ != end_ && IsDigit(*at_))
-            integer = integer * 10 + static_cast<unsigned>(*at_++ - '0');
-        const size_t count = static_cast<size_t>(at_ - digits);
-        if (count == 0)
+        if (!Digits())
             return false;
+        const size_t count = static_cast<size_t>(at_ - digits);
         bool integral = true;
         if (at_ != end_ && *at_ == '.') {
             ++at_;
@@ -248,6 +241,9 @@ private:
         if (integral) {
             if (count > kMostIntegerDigits)
                 return false;
+            Json::Value::LargestUInt integer = 0;
+            for (const char* digit = digits; digit != at_; ++digit)
+                integer = integer * 10 + static_cast<unsigned>(*digit - '0');
             const auto signedValue = static_cast<Json::Value::LargestInt>(integer);
             value = Json::Value(negative ? -signedValue : signedValue);
             return true;

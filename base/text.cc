@@ -2,15 +2,6 @@
 
 namespace base {
 
-namespace {
-
-bool IsBlank(char c)
-{
-    return c == ' ' || c == '\t' || c == '\r' || c == '\n';
-}
-
-}  // namespace
-
 int HexDigit(char c)
 {
     if (c >= '0' && c <= '9')

@@ -9,6 +9,12 @@ namespace base {
 // Removes blanks (space, tab, CR, LF) at both ends.
 std::string_view TrimBlanks(std::string_view text);
 
+// Whether c is a blank: space, tab, CR or LF.
+inline bool IsBlank(char c)
+{
+    return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
+
 // The value of a hexadecimal digit (either case), or -1.
 int HexDigit(char c);
 
@@ -18,8 +24,7 @@ std::string_view Unquote(std::string_view text);
 
 // Calls visit(line) for every line of text, split at '\n'; a last line
 // without '\n' counts too.  Stops early when visit returns false.
-template <typename Visit>
-void ForEachLine(std::string_view text, Visit visit)
+template <typename Visit> void ForEachLine(std::string_view text, Visit visit)
 {
     while (!text.empty()) {
         const size_t end = text.find('\n');

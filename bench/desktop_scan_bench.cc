@@ -23,10 +23,15 @@
 
 namespace {
 
-std::vector<std::string> ConfigPaths()
+std::string ModulesDirectory()
 {
     const char* root = getenv("VORN_ROOT");
-    const std::string modules = std::string(root != nullptr ? root : "") + "/usr/vorn/vornman/webman/modules";
+    return std::string(root != nullptr ? root : "") + "/usr/vorn/vornman/webman/modules";
+}
+
+std::vector<std::string> ConfigPaths()
+{
+    const std::string modules = ModulesDirectory();
     std::vector<std::string> paths;
     if (DIR* dir = opendir(modules.c_str())) {
         while (const dirent* entry = readdir(dir)) {
@@ -77,8 +82,7 @@ void ReadAndParseConfigs(benchmark::State& state)
 void ReadParseAndCheckConfigs(benchmark::State& state)
 {
     const std::vector<std::string> paths = ConfigPaths();
-    const char* root = getenv("VORN_ROOT");
-    const std::string modules = std::string(root != nullptr ? root : "") + "/usr/vorn/vornman/webman/modules";
+    const std::string modules = ModulesDirectory();
     const int dir = open(modules.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     const std::unique_ptr<Json::CharReader> reader = Reader();
     for (auto _ : state) {

@@ -65,12 +65,12 @@ namespace arx::jsconfig {
 const base::StaticNames& ModuleConfigNames()
 {
     // Those the library reads or adds, and those every module has.
+    // clang-format off
     static const base::StaticNames names{
-        "type",          "texts",        "title",        "desc",         "icon",
-        "appWindow",     "allUsers",     "grantPrivilege", "depend",     "url",
-        "version",       "preloadTexts", "formatedTitle", "fb_extern",  "text",
-        "items",         "loadCssInARX", "additionalCSSFiles", "standalone_css_file", "css_file",
-        "jsBaseURL",     "jsID",         "string_file"};
+        "type", "texts", "title", "desc", "icon", "appWindow", "allUsers", "grantPrivilege", "depend", "url",
+        "version", "preloadTexts", "formatedTitle", "fb_extern", "text", "items", "loadCssInARX",
+        "additionalCSSFiles", "standalone_css_file", "css_file", "jsBaseURL", "jsID", "string_file"};
+    // clang-format on
     return names;
 }
 

@@ -20,10 +20,12 @@ std::string DecodeURLComponent(std::string_view text)
     decoded.reserve(text.size());
     for (size_t i = 0; i < text.size(); ++i) {
         const char c = text[i];
+        const int high = c == '%' && i + 2 < text.size() ? base::HexDigit(text[i + 1]) : -1;
+        const int low = high >= 0 ? base::HexDigit(text[i + 2]) : -1;
         if (c == '+') {
             decoded.push_back(' ');
-        } else if (c == '%' && i + 2 < text.size() && base::HexDigit(text[i + 1]) >= 0 && base::HexDigit(text[i + 2]) >= 0) {
-            decoded.push_back(static_cast<char>(base::HexDigit(text[i + 1]) * 16 + base::HexDigit(text[i + 2])));
+        } else if (low >= 0) {
+            decoded.push_back(static_cast<char>(high * 16 + low));
             i += 2;
         } else {
             decoded.push_back(c);
