@@ -7,6 +7,7 @@
 #include <cmath>
 #include <utility>
 
+#include "base/json_cursor.h"
 #include "base/json_string.h"
 #include "base/text.h"
 
@@ -33,10 +34,15 @@ locale_t CLocale()
     return c;
 }
 
-// One pass over the text; every refusal means "not plain", never "not JSON".
+// One pass over the text; every refusal means "not plain", never "not JSON",
+// but for a text found beyond the bounds (beyond()).
 class PlainReader {
 public:
-    PlainReader(const char* begin, const char* end, const StaticNames* names) : at_(begin), end_(end), names_(names) { }
+    PlainReader(const char* begin, const char* end, const StaticNames* names, const std::optional<JsonBounds>& bounds)
+        : at_(begin), end_(end), names_(names), bounds_(bounds)
+    { }
+
+    bool beyond() const { return beyond_; }
 
     bool Document(Json::Value& value)
     {
@@ -74,7 +80,11 @@ private:
     // true with done when the closing one follows.
     bool Open(Json::Value& value, Json::ValueType type, char closing, int depth, bool& done)
     {
-        if (depth > kDeepestPlainJson)
+        if (bounds_ && depth > bounds_->deepest) {
+            beyond_ = true;
+            return false;
+        }
+        if (depth > kDeepestPlainJson || !Counted())
             return false;
         ++at_;
         value = Json::Value(type);
@@ -93,11 +103,20 @@ private:
         if (at_ == end_)
             return false;
         done = *at_ == closing;
-        if (!done && *at_ != ',')
+        if (!done && (*at_ != ',' || !Counted()))
             return false;
         ++at_;
         SkipBlanks();
         return true;
+    }
+
+    // One more value (a container's first, or one after a comma), within
+    // the bounds: the count JsonWithinBounds makes of a plain text.
+    bool Counted()
+    {
+        if (bounds_ && ++values_ > bounds_->mostValues)
+            beyond_ = true;
+        return !beyond_;
     }
 
     bool Object(Json::Value& value, int depth)
@@ -288,8 +307,17 @@ private:
     const char* at_;
     const char* end_;
     const StaticNames* names_;
+    const std::optional<JsonBounds>& bounds_;
+    size_t values_ = 1;  // the outermost value
+    bool beyond_ = false;
     std::string scratch_;
 };
+
+std::string BeyondBounds(const JsonBounds& bounds)
+{
+    return "nested deeper than " + std::to_string(bounds.deepest) + " levels or more than " +
+           std::to_string(bounds.mostValues) + " values";
+}
 
 }  // namespace
 
@@ -317,20 +345,34 @@ bool ReadPlainJson(std::string_view text, Json::Value& value, const StaticNames*
 {
     if (CLocale() == static_cast<locale_t>(0))
         return false;
-    return PlainReader(text.data(), text.data() + text.size(), names).Document(value);
+    return PlainReader(text.data(), text.data() + text.size(), names, std::nullopt).Document(value);
 }
 
-JsonReader::JsonReader(bool failIfExtra, const StaticNames* names) : failIfExtra_(failIfExtra), names_(names)
+JsonReader::JsonReader(bool failIfExtra, const StaticNames* names, std::optional<JsonBounds> bounds)
+    : failIfExtra_(failIfExtra), names_(names), bounds_(bounds)
 { }
 
 JsonReader::~JsonReader() = default;
 
 bool JsonReader::Parse(std::string_view text, Json::Value& value, std::string* errors)
 {
-    if (ReadPlainJson(text, value, names_)) {
+    if (CLocale() != static_cast<locale_t>(0)) {
+        PlainReader plain(text.data(), text.data() + text.size(), names_, bounds_);
+        if (plain.Document(value)) {
+            if (errors != nullptr)
+                errors->clear();
+            return true;
+        }
+        if (plain.beyond()) {
+            if (errors != nullptr)
+                *errors = BeyondBounds(*bounds_);
+            return false;
+        }
+    }
+    if (bounds_ && !JsonWithinBounds(text, bounds_->deepest, bounds_->mostValues)) {
         if (errors != nullptr)
-            errors->clear();
-        return true;
+            *errors = BeyondBounds(*bounds_);
+        return false;
     }
     if (!fallback_) {
         Json::CharReaderBuilder builder;

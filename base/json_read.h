@@ -16,6 +16,7 @@
 
 #include <initializer_list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -53,6 +54,15 @@ bool ReadPlainJson(std::string_view text, Json::Value& value, const StaticNames*
 
 constexpr int kDeepestPlainJson = 256;
 
+// How much a reader may build: values nested at most deepest levels, at
+// most mostValues of them, counted as JsonWithinBounds counts them.  A
+// document that an installed package or a client controls is held to such
+// bounds before jsoncpp, which recurses per level, sees it.
+struct JsonBounds {
+    int deepest;
+    size_t mostValues;
+};
+
 // A reader with jsoncpp's default settings, comments not kept.  Not for
 // two threads at once.
 class JsonReader {
@@ -60,14 +70,18 @@ public:
     // failIfExtra: whether text after the document is an error, as
     // jsoncpp's setting of that name.  names (when given, and outliving the
     // reader): member names kept without a copy in plain documents.
-    explicit JsonReader(bool failIfExtra = false, const StaticNames* names = nullptr);
+    // bounds (when given): a text beyond them is refused before jsoncpp
+    // reads it; a plain document is counted as it is read.
+    explicit JsonReader(bool failIfExtra = false, const StaticNames* names = nullptr,
+                        std::optional<JsonBounds> bounds = std::nullopt);
     ~JsonReader();
     JsonReader(const JsonReader&) = delete;
     JsonReader& operator=(const JsonReader&) = delete;
 
     // Replaces value with the document of text.  False, with jsoncpp's
     // formatted messages in errors (when given), when jsoncpp refuses the
-    // text; value is then unspecified.  Throws what jsoncpp's reader throws
+    // text (or with "nested deeper than D levels or more than V values"
+    // when it is beyond the bounds); value is then unspecified.  Throws what jsoncpp's reader throws
     // (Json::RuntimeError past its depth limit of 1000, std::bad_alloc).
     bool Parse(std::string_view text, Json::Value& value, std::string* errors = nullptr);
 
@@ -75,6 +89,7 @@ private:
     std::unique_ptr<Json::CharReader> fallback_;  // made on first need
     bool failIfExtra_;
     const StaticNames* names_;
+    std::optional<JsonBounds> bounds_;
 };
 
 }  // namespace base

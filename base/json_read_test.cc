@@ -212,4 +212,49 @@ TEST(JsonReadTest, DepthBeyondJsoncppsLimitThrows)
     EXPECT_EQ(value["a"][0].asInt(), 1);
 }
 
+// A bounded reader refuses exactly the texts the bounds' own count refuses,
+// whether it reads them in one pass or hands them on; within the bounds,
+// jsoncpp's answer.  A deep text is refused before jsoncpp could throw.
+TEST(JsonReadTest, BoundsRefuseWhatTheirCountRefuses)
+{
+    constexpr base::JsonBounds kBounds {3, 6};
+    const std::string beyond = "nested deeper than 3 levels or more than 6 values";
+    const struct {
+        std::string text;
+        bool within;
+    } rows[] = {
+        {"[[[1]]]", true},
+        {"[[[[1]]]]", false},
+        {"[[[[", false},                 // refused before the syntax error
+        {"[1,2,3,4,5]", true},           // 1 + 5 values
+        {"[1,2,3,4,5,6]", false},
+        {"[[],[],[]]", false},           // an empty container counts one
+        {R"({"a":1,"b":2,"c":3})", true},
+        {R"({"a":1,"b":2,"c":3,"d":4,"e":5,"f":6})", false},
+        {R"(["[[[[,,,,,,"])", true},     // brackets and commas in a string
+        {"[1,2,3] // ,,,,,,", false},   // handed on, counted whole
+        {"[1,2,3] // a", true},
+        {"[1,2,3,]", true},              // trailing comma: jsoncpp's refusal
+        {Nested(1200), false},
+    };
+    for (const auto& row : rows) {
+        base::JsonReader reader(false, nullptr, kBounds);
+        Json::Value value;
+        std::string errors;
+        bool ok = false;
+        ASSERT_NO_THROW(ok = reader.Parse(row.text, value, &errors)) << row.text;
+        if (!row.within) {
+            EXPECT_FALSE(ok) << row.text;
+            EXPECT_EQ(errors, beyond) << row.text;
+            continue;
+        }
+        const Parsed expected = Jsoncpp(row.text, false);
+        EXPECT_EQ(ok, expected.ok) << row.text;
+        EXPECT_EQ(errors, expected.errors) << row.text;
+        if (ok) {
+            EXPECT_EQ(value, expected.value) << row.text;
+        }
+    }
+}
+
 }  // namespace

@@ -1,18 +1,21 @@
 // The library's JSON reader against jsoncpp's own: for any text, the same
 // answer (accepted, refused or thrown), the same messages, and the same
 // value with the same types, with and without failIfExtra, with member
-// names kept static.
+// names kept static; held to bounds, jsoncpp's answer for a text within
+// them and a refusal for any other.
 #include <stdint.h>
 #include <stdlib.h>
 
 #include <cmath>
 #include <exception>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include <json/json.h>
 
+#include "base/json_cursor.h"
 #include "base/json_read.h"
 
 namespace {
@@ -55,15 +58,23 @@ bool Same(const Json::Value& a, const Json::Value& b)
     return a == b;
 }
 
-void Compare(std::string_view text, bool failIfExtra)
+// Small enough that short inputs reach them.
+constexpr base::JsonBounds kBounds {6, 40};
+
+void Compare(std::string_view text, bool failIfExtra, std::optional<base::JsonBounds> bounds = std::nullopt)
 {
     Json::CharReaderBuilder builder;
     builder["collectComments"] = false;
     builder["failIfExtra"] = failIfExtra;
     const std::unique_ptr<Json::CharReader> jsoncpp(builder.newCharReader());
     static const base::StaticNames names {"a", "type", "text", "items"};
-    base::JsonReader ours(failIfExtra, &names);
+    base::JsonReader ours(failIfExtra, &names, bounds);
+    const bool within = !bounds || base::JsonWithinBounds(text, bounds->deepest, bounds->mostValues);
     const Outcome expected = Run([&](Json::Value& value, std::string& errors) {
+        if (!within) {
+            errors = "nested deeper than 6 levels or more than 40 values";
+            return false;
+        }
         return jsoncpp->parse(text.data(), text.data() + text.size(), &value, &errors);
     });
     const Outcome got = Run([&](Json::Value& value, std::string& errors) { return ours.Parse(text, value, &errors); });
@@ -80,5 +91,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const std::string_view text(reinterpret_cast<const char*>(data), size);
     Compare(text, false);
     Compare(text, true);
+    Compare(text, false, kBounds);
     return 0;
 }

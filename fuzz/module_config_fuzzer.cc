@@ -20,7 +20,7 @@
 #include "webutils/json_text.h"
 
 static arx_testing::TempRoot* root = nullptr;
-static base::JsonReader reader(false, &arx::jsconfig::ModuleConfigNames());  // as the scan's
+static base::JsonReader reader(false, &arx::jsconfig::ModuleConfigNames(), arx::jsconfig::kModuleConfigBounds);  // as the scan's
 static Json::StreamWriterBuilder compact;  // as the cache's
 
 // A quiet log and, for the whole run, a root with one module whose script

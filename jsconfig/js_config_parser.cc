@@ -81,7 +81,7 @@ JSConfigParserPrivate::JSConfigParserPrivate(const char* language, bool debugCon
       debug(debugConfigs),
       useCache(cache),
       scanBase_(arx::jsconfig::WebRoot()),
-      reader_(false, &arx::jsconfig::ModuleConfigNames())
+      reader_(false, &arx::jsconfig::ModuleConfigNames(), arx::jsconfig::kModuleConfigBounds)
 { }
 
 JSConfigParserPrivate::~JSConfigParserPrivate()

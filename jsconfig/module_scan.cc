@@ -17,7 +17,6 @@
 #include <vorn/log.h>
 
 #include "base/file_read.h"
-#include "base/json_cursor.h"
 #include "jsconfig/js_config_parser_private.h"
 #include "jsconfig/json_member.h"
 #include "jsconfig/log_source.h"
@@ -76,15 +75,10 @@ const base::StaticNames& ModuleConfigNames()
 
 bool ParseModuleConfig(std::string_view text, base::JsonReader& reader, Json::Value& config, std::string& errors)
 {
-    if (!base::JsonWithinBounds(text, kDeepestModuleConfig, kMostModuleConfigValues)) {
-        errors = "nested deeper than " + std::to_string(kDeepestModuleConfig) + " levels or more than " +
-                 std::to_string(kMostModuleConfigValues) + " values";
-        return false;
-    }
     try {
         return reader.Parse(text, config, &errors);
     } catch (const std::exception& e) {
-        errors = e.what();  // beyond the reader's own limits, or no memory
+        errors = e.what();  // no memory
         return false;
     }
 }

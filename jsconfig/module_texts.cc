@@ -13,7 +13,6 @@
 #include <vorn/root.h>
 
 #include "base/file_read.h"
-#include "base/json_cursor.h"
 #include "base/json_read.h"
 #include "jsconfig/config_cache.h"
 #include "jsconfig/js_config_parser_private.h"
@@ -255,11 +254,11 @@ void JSConfigParserPrivate::ParseFeasibilityCheckTexts(Json::Value& result)
         }
         Json::Value list;
         std::string errors;
-        if (st.st_size > kLargestList || !base::JsonWithinBounds(content, kDeepestList, kMostListValues)) {
+        if (st.st_size > kLargestList) {
             errors = "larger than the texts list may be";
         } else {
             try {
-                base::JsonReader reader;
+                base::JsonReader reader(false, nullptr, base::JsonBounds {kDeepestList, kMostListValues});
                 if (!reader.Parse(content, list, &errors) && errors.empty())
                     errors = "not JSON";
             } catch (const std::exception& e) {
