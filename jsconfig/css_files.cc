@@ -53,6 +53,16 @@ template <typename Keep> void KeepStyleSheets(Json::Value& cssFiles, Keep keep)
     cssFiles.swap(kept);
 }
 
+// A member the parser writes, an object: whatever a package put there
+// gives way.  The name is kept by pointer, as the reader keeps known names.
+Json::Value& OwnObject(Json::Value& entry, const Json::StaticString& name)
+{
+    Json::Value& member = entry[name];
+    if (!member.isObject())
+        member = Json::Value(Json::objectValue);
+    return member;
+}
+
 }  // namespace
 
 void JSConfigParserPrivate::AddAdditionalCSSFiles(const std::string& id)
@@ -75,13 +85,9 @@ void JSConfigParserPrivate::AddAdditionalCSSFiles(const std::string& id, const a
         return;
     const std::string moduleDir = base.asString();
     const std::string style = moduleDir + "/style.css";
-    // Members the parser writes: whatever a package put there gives way.
-    for (const char* own : {"standalone_css_file", "css_file"}) {
-        if (!entry[own].isObject())
-            entry[own] = Json::Value(Json::objectValue);
-    }
-    entry["standalone_css_file"][style] = true;
-    entry["css_file"][style] = true;
+    Json::Value& cssFile = OwnObject(entry, Json::StaticString("css_file"));
+    OwnObject(entry, Json::StaticString("standalone_css_file"))[style] = true;
+    cssFile[style] = true;
     const Json::Value& additional = Member(entry, "additionalCSSFiles");
     if (!additional.isArray())
         return;
@@ -99,7 +105,7 @@ void JSConfigParserPrivate::AddAdditionalCSSFiles(const std::string& id, const a
         }
         struct stat st;
         const std::string path = moduleDir + "/" + file;
-        entry["css_file"][path] = true;
+        cssFile[path] = true;
         cssFiles.append(path +
                         "?v=" + std::to_string(dir.Status(file, st, 0) ? static_cast<long long>(st.st_mtime) : 0));
     }

@@ -87,6 +87,10 @@ public:
     Json::Value moduleTexts;
     Json::Value grantableApps;
     bool debug;
+    // The strings format's reader for callers of this object.  The parser
+    // itself reads strings files through descriptors it checked to be in
+    // the web root (strings/strings_read.h): the same texts, no path that
+    // can change between the check and the open.
     LocalizedStringParser stringParser;
     std::set<std::string> standaloneCss;
     bool useCache;

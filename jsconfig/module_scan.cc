@@ -102,7 +102,6 @@ JSConfigParserPrivate::ConfigRead JSConfigParserPrivate::ReadModuleConfig(const 
                                                                           const std::string& name, Json::Value& config,
                                                                           struct stat& st)
 {
-    const std::string configPath = moduleDir + "/config";
     const int fd = dir.OpenFile(name, st);
     if (fd < 0) {
         if (errno == ELOOP)
@@ -111,7 +110,8 @@ JSConfigParserPrivate::ConfigRead JSConfigParserPrivate::ReadModuleConfig(const 
     }
     if (st.st_size > arx::jsconfig::kLargestModuleConfig) {
         close(fd);
-        LogConfigError(configPath, "larger than " + std::to_string(arx::jsconfig::kLargestModuleConfig) + " bytes");
+        LogConfigError(moduleDir + "/config",
+                       "larger than " + std::to_string(arx::jsconfig::kLargestModuleConfig) + " bytes");
         return ConfigRead::kRefused;
     }
     const bool read = base::ReadWholeDescriptor(fd, st, configText_);
@@ -120,7 +120,7 @@ JSConfigParserPrivate::ConfigRead JSConfigParserPrivate::ReadModuleConfig(const 
         return ConfigRead::kUnopened;
     std::string errors;
     if (!arx::jsconfig::ParseModuleConfig(configText_, reader_, config, errors)) {
-        LogConfigError(configPath, errors);
+        LogConfigError(moduleDir + "/config", errors);
         return ConfigRead::kRefused;
     }
     return ConfigRead::kParsed;

@@ -1,8 +1,11 @@
 // The applications' texts: all of them, those of one application, and the
 // brief ones (titles and preloaded texts) with the feasibility checks'.
 
+#include <errno.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <map>
 #include <optional>
 #include <string>
 #include <utility>
@@ -12,6 +15,7 @@
 #include <vorn/log.h>
 #include <vorn/root.h>
 
+#include "base/descriptor.h"
 #include "base/file_read.h"
 #include "base/json_read.h"
 #include "jsconfig/config_cache.h"
@@ -19,6 +23,7 @@
 #include "jsconfig/json_member.h"
 #include "jsconfig/log_source.h"
 #include "jsconfig/web_root.h"
+#include "strings/strings_read.h"
 #include "webutils/json_text.h"
 
 namespace VORN {
@@ -70,16 +75,42 @@ void LogSkip(const std::string& what, const char* why)
     VLIBCLog(LOG_ERR, "%s:%d Skip %s: %s.", kJSConfigParserLogSource, __LINE__, what.c_str(), why);
 }
 
-// Whether the strings file of dir (relative to base) is reached through a
-// link that leads out of the web root: logged.  The scan records strings
-// directories as it finds them; the links are checked here, where the file
-// is read, however long after the scan that is.
-bool StringsLeadOut(const arx::jsconfig::WebDirectory& base, const std::string& dir)
+enum class Strings { kRead, kNone, kOut };
+
+// An application's strings file as the feasibility checks read it.
+struct AppStrings {
+    bool read = false;
+    std::string path;
+    std::string content;
+};
+
+// The "strings" file of the language directory dir (relative to base),
+// read whole into content: kNone when there is none, or it is not text;
+// kOut (logged) when it lies out of the web root.  The scan records strings
+// directories as it finds them; where the file is is decided here, on the
+// file opened, however long after the scan that is.
+Strings ReadModuleStrings(const arx::jsconfig::WebDirectory& base, const std::string& dir, std::string& content)
 {
-    if (!base.LinkLeadsOut(dir + "/strings"))
-        return false;
-    LogSkip(dir, "a link out of the web root");
-    return true;
+    const std::string relative = dir + "/strings";
+    struct stat st;
+    const int fd = base.OpenFile(relative, st);
+    if (fd < 0) {
+        if (errno != ELOOP)
+            return Strings::kNone;
+        LogSkip(dir, "a link out of the web root");
+        return Strings::kOut;
+    }
+    const base::Descriptor file(fd);
+    const auto read = arx::strings::ReadStrings(fd, st, base.path() + "/" + relative, content);
+    return read == arx::strings::StringsRead::kText ? Strings::kRead : Strings::kNone;
+}
+
+// The sections of dir's strings file: empty when there is none.
+Json::Value ModuleSections(const arx::jsconfig::WebDirectory& base, const std::string& dir)
+{
+    std::string content;
+    return ReadModuleStrings(base, dir, content) == Strings::kRead ? arx::strings::StringsSections(content)
+                                                                   : Json::Value(Json::objectValue);
 }
 
 // A text member of an entry as a path element: "" for a missing one, false
@@ -98,8 +129,8 @@ bool PathElement(const Json::Value& entry, const char* name, std::string& elemen
 }
 
 // The strings directory of an application entry for the language, or
-// "enu" when the language has none: an absolute path below the web root,
-// or "" (logged) when the entry's paths would lead out of it.
+// "enu" when the language has none, relative to the web root; "" (logged)
+// when the entry's paths would lead out of it.
 std::string EntryLanguageDirectory(const Json::Value& entry, const std::string& lang)
 {
     std::string base;
@@ -110,31 +141,32 @@ std::string EntryLanguageDirectory(const Json::Value& entry, const std::string& 
         return "";
     }
     const std::string dir = base + "/" + name + "/";
-    std::string relative = dir + lang;
-    const std::string webRoot = arx::jsconfig::WebRoot();
-    if (access((webRoot + "/" + relative).c_str(), R_OK) != 0)
-        relative = dir + "enu";
-    if (arx::jsconfig::WebDirectory(webRoot).LinkLeadsOut(relative + "/strings")) {
-        LogSkip(relative, "a link out of the web root");
-        return "";
-    }
-    return webRoot + "/" + relative;
+    const std::string relative = dir + lang;
+    if (access((arx::jsconfig::WebRoot() + "/" + relative).c_str(), R_OK) != 0)
+        return dir + "enu";
+    return relative;
+}
+
+// The text of a reference in a strings file's content, added to brief.
+void AddReferencedText(const std::string& content, const std::string& path, const Json::Value& reference,
+                       Json::Value& brief)
+{
+    TextReference split;
+    std::string text;
+    if (Split(reference, split) && arx::strings::StringsText(content, path, split.section, split.key, text))
+        AddText(brief, split, text);
 }
 
 // The texts an "fb_extern" list names: each item's own items first, then
 // its "text".
-void CollectItemTexts(LocalizedStringParser& parser, const std::string& dir, const Json::Value& items,
+void CollectItemTexts(const std::string& content, const std::string& path, const Json::Value& items,
                       Json::Value& brief, int depth)
 {
     if (!items.isArray() || depth > kDeepestList)
         return;
     for (const Json::Value& item : items) {
-        CollectItemTexts(parser, dir, Member(item, "items"), brief, depth + 1);
-        TextReference reference;
-        std::string text;
-        if (Split(Member(item, "text"), reference) &&
-            parser.GetSectionKeyText(dir, reference.section, reference.key, text))
-            AddText(brief, reference, text);
+        CollectItemTexts(content, path, Member(item, "items"), brief, depth + 1);
+        AddReferencedText(content, path, Member(item, "text"), brief);
     }
 }
 
@@ -150,15 +182,21 @@ void JSConfigParserPrivate::ParseTexts(const std::string& root)
     const arx::jsconfig::WebDirectory baseDir(base);
     for (const std::string& id : directories.getMemberNames()) {
         const Json::Value& dir = directories[id];
-        if (dir.isString() && arx::jsconfig::StaysBelow(dir.asString()) && !StringsLeadOut(baseDir, dir.asString()))
-            moduleTexts[id] = stringParser.ParseTexts(base + "/" + dir.asString());
+        if (!dir.isString() || !arx::jsconfig::StaysBelow(dir.asString()))
+            continue;
+        std::string content;
+        const Strings read = ReadModuleStrings(baseDir, dir.asString(), content);
+        if (read != Strings::kOut)
+            moduleTexts[id] =
+                read == Strings::kRead ? arx::strings::StringsSections(content) : Json::Value(Json::objectValue);
     }
 }
 
 void JSConfigParserPrivate::ParseModuleTexts(const Json::Value& app, Json::Value& result)
 {
     const std::string dir = EntryLanguageDirectory(app, lang);
-    result = dir.empty() ? Json::Value(Json::objectValue) : stringParser.ParseTexts(dir);
+    result = dir.empty() ? Json::Value(Json::objectValue)
+                         : ModuleSections(arx::jsconfig::WebDirectory(arx::jsconfig::WebRoot()), dir);
 }
 
 void JSConfigParserPrivate::ParseBriefTexts(const std::string& root, Json::Value& result)
@@ -194,30 +232,22 @@ void JSConfigParserPrivate::ParseBriefTexts(const std::string& root, Json::Value
             continue;
         if (!baseDir)
             baseDir.emplace(base);
-        if (StringsLeadOut(*baseDir, dirName.asString()))
+        std::string content;
+        const Strings read = ReadModuleStrings(*baseDir, dirName.asString(), content);
+        if (read == Strings::kOut)
             continue;
-        const std::string dir = base + "/" + dirName.asString();
+        const std::string path = base + "/" + dirName.asString() + "/strings";
         const Json::Value& entry = appConfig[id];
-        for (const char* briefKey : kBriefKeys) {
-            TextReference reference;
-            std::string text;
-            if (Split(Member(entry, briefKey), reference) &&
-                stringParser.GetSectionKeyText(dir, reference.section, reference.key, text))
-                AddText(brief, reference, text);
-        }
-        if (!result.isMember(id))
-            result[id] = Json::Value(Json::objectValue);
-        const Json::Value& preload = Member(entry, "preloadTexts");
-        if (preload.isArray()) {
-            for (const Json::Value& element : preload) {
-                TextReference reference;
-                std::string text;
-                if (Split(element, reference) &&
-                    stringParser.GetSectionKeyText(dir, reference.section, reference.key, text))
-                    AddText(brief, reference, text);
+        if (read == Strings::kRead) {
+            for (const char* briefKey : kBriefKeys)
+                AddReferencedText(content, path, Member(entry, briefKey), brief);
+            const Json::Value& preload = Member(entry, "preloadTexts");
+            if (preload.isArray()) {
+                for (const Json::Value& element : preload)
+                    AddReferencedText(content, path, element, brief);
             }
+            CollectItemTexts(content, path, Member(entry, "fb_extern"), brief, 0);
         }
-        CollectItemTexts(stringParser, dir, Member(entry, "fb_extern"), brief, 0);
         result[id] = brief;
         if (cached)
             toSave.emplace_back(id, brief);
@@ -271,6 +301,8 @@ void JSConfigParserPrivate::ParseFeasibilityCheckTexts(Json::Value& result)
         }
         if (!list.isArray() && !list.isObject())
             return;
+        const arx::jsconfig::WebDirectory webRoot(arx::jsconfig::WebRoot());
+        std::map<std::string, AppStrings> strings;
         for (const Json::Value& element : list) {
             // "APPLICATION:SECTION:KEY"
             if (!element.isString())
@@ -283,9 +315,16 @@ void JSConfigParserPrivate::ParseFeasibilityCheckTexts(Json::Value& result)
             const std::string id = text.substr(0, colon);
             if (!appConfig.isObject() || !appConfig.isMember(id))
                 continue;
-            const std::string dir = EntryLanguageDirectory(appConfig[id], lang);
+            // Each application's strings file read once, for all its checks.
+            const auto [known, added] = strings.try_emplace(id);
+            AppStrings& app = known->second;
+            if (added) {
+                const std::string dir = EntryLanguageDirectory(appConfig[id], lang);
+                app.path = webRoot.path() + "/" + dir + "/strings";
+                app.read = !dir.empty() && ReadModuleStrings(webRoot, dir, app.content) == Strings::kRead;
+            }
             std::string found;
-            if (!dir.empty() && stringParser.GetSectionKeyText(dir, reference.section, reference.key, found))
+            if (app.read && arx::strings::StringsText(app.content, app.path, reference.section, reference.key, found))
                 AddText(result[id], reference, found);
         }
     }

@@ -7,7 +7,9 @@
 // logged and left out, as is a package directory linked out of the web
 // root.
 
+#include <errno.h>
 #include <stdio.h>
+#include <sys/stat.h>
 #include <strings.h>
 
 #include <memory>
@@ -17,6 +19,7 @@
 #include <vorn/hash.h>
 #include <vorn/log.h>
 
+#include "base/descriptor.h"
 #include "jsconfig/js_config_parser_private.h"
 #include "jsconfig/json_member.h"
 #include "jsconfig/log_source.h"
@@ -87,15 +90,21 @@ bool JSConfigParserPrivate::ParseThirdPartyConfig(const std::string& packageDir,
     const std::string file = desktop ? "desktop.cfg" : "application.cfg";
     const std::string path = packageDir + "/" + file;
     const arx::jsconfig::WebDirectory dir(Absolute(packageDir));
-    if (!dir.Readable(file))
-        return false;
-    if (dir.LinkLeadsOut(file)) {
+    struct stat st;
+    const int fd = dir.OpenFile(file, st);
+    const int error = errno;
+    if (fd < 0 && error == ELOOP) {
         VLIBCLog(LOG_ERR, "%s:%d Skip %s: a link out of the web root.", kJSConfigParserLogSource, __LINE__,
                  path.c_str());
         return false;
     }
+    if (fd < 0 && error != EINVAL)
+        return false;  // none, or not readable: the package has no such file
+    const base::Descriptor opened(fd);
+    // The platform reads by path: the open file's own, so that what is read
+    // is the file whose place was checked.  Not a regular file: refused.
     const Pairs pairs(VLIBCSzHashAlloc(32));
-    if (!pairs || VLIBCFileGetPair(Absolute(path).c_str(), pairs.get()) < 0) {
+    if (!pairs || fd < 0 || VLIBCFileGetPair(("/proc/self/fd/" + std::to_string(fd)).c_str(), pairs.get()) < 0) {
         VLIBCLog(LOG_ERR, "%s:%d Failed to parse %s", kJSConfigParserLogSource, __LINE__, path.c_str());
         return false;
     }

@@ -4,6 +4,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/syscall.h>
@@ -40,6 +41,15 @@ const std::string& RealWebRoot()
     return real;
 }
 
+// Whether real (a resolved path) is root or below it.
+bool IsInside(const std::string& root, std::string_view real)
+{
+    if (root.empty() || real.empty())
+        return false;
+    return real == root || (real.size() > root.size() && real.compare(0, root.size(), root) == 0 &&
+                            (root == "/" || real[root.size()] == '/'));
+}
+
 }  // namespace
 
 std::string WebRoot()
@@ -69,17 +79,30 @@ bool StaysBelow(std::string_view relative)
 
 bool ResolvesInsideWebRoot(const std::string& path)
 {
-    const std::string& root = RealWebRoot();
-    const std::string real = RealPath(path);
-    if (root.empty() || real.empty())
-        return false;
-    return real == root || (real.size() > root.size() && real.compare(0, root.size(), root) == 0 &&
-                            (root == "/" || real[root.size()] == '/'));
+    return IsInside(RealWebRoot(), RealPath(path));
+}
+
+bool DescriptorInsideWebRoot(int fd)
+{
+    char name[32];
+    snprintf(name, sizeof name, "/proc/self/fd/%d", fd);
+    char target[PATH_MAX];
+    const ssize_t length = readlink(name, target, sizeof target);
+    if (length <= 0 || static_cast<size_t>(length) >= sizeof target || target[0] != '/')
+        return false;  // without /proc no link is taken
+    return IsInside(RealWebRoot(), std::string_view(target, static_cast<size_t>(length)));
 }
 
 WebDirectory::WebDirectory(const std::string& path)
     : path_(path), fd_(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)), owned_(true)
-{ }
+{
+    // A path with a link in it counts only when it leads to the web root or
+    // below: asked of the directory opened, which no link can swap.
+    if (fd_ >= 0 && !DescriptorInsideWebRoot(fd_)) {
+        close(fd_);
+        fd_ = -1;
+    }
+}
 
 // A scan makes a dozen calls per module: paths below the parent's
 // descriptor save opening and closing each module directory.
@@ -154,13 +177,21 @@ int WebDirectory::OpenFile(const std::string& relative, struct stat& st) const
         return -1;
     }
     const std::string below = Below(relative);
-    int fd = openat(fd_, below.c_str(), kFlags | O_NOFOLLOW);
-    if (fd < 0 && errno == ELOOP) {
-        if (!ResolvesInsideWebRoot(path_ + "/" + relative)) {
+    // Nearly always there is no link on the way: one open that refuses any
+    // link says so.  With a link (or an older kernel) the file is opened
+    // with links followed and the file reached decides, so that a link
+    // swapped in between a check and the open cannot lead out.
+    struct open_how how = {};
+    how.flags = kFlags;
+    how.resolve = RESOLVE_NO_SYMLINKS;
+    int fd = static_cast<int>(syscall(SYS_openat2, fd_, below.c_str(), &how, sizeof how));
+    if (fd < 0 && (errno == ELOOP || errno == ENOSYS)) {
+        fd = openat(fd_, below.c_str(), kFlags);
+        if (fd >= 0 && !DescriptorInsideWebRoot(fd)) {
+            close(fd);
             errno = ELOOP;
             return -1;
         }
-        fd = openat(fd_, below.c_str(), kFlags);
     }
     if (fd < 0)
         return -1;

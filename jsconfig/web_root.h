@@ -31,11 +31,17 @@ bool StaysBelow(std::string_view relative);
 // path below it.
 bool ResolvesInsideWebRoot(const std::string& path);
 
+// Whether the open descriptor fd is the web root or below it, by the path
+// the kernel knows it under now: a check no link swapped in after the open
+// can fool.  False when that cannot be told (no /proc).
+bool DescriptorInsideWebRoot(int fd);
+
 // A directory below the web root, open for the paths below it: each
 // lookup walks a few elements instead of the whole path from "/".
 class WebDirectory {
 public:
-    // Opens path (absolute) as a directory; open() tells whether it is.
+    // Opens path (absolute) as a directory; open() tells whether it is,
+    // and is false for one that links lead out of the web root.
     explicit WebDirectory(const std::string& path);
     // The directory name below parent (links followed: the caller checked
     // them), reached through parent's descriptor: nothing is opened.
@@ -61,8 +67,9 @@ public:
     bool LinkLeadsOut(std::string_view relative) const;
 
     // Opens the regular file at relative for reading, never blocking on a
-    // FIFO.  A link is followed only when it resolves inside the web root.
-    // -1 with errno (ELOOP for a link that leads out).
+    // FIFO.  Links are followed only to a file inside the web root, as the
+    // open descriptor shows.  -1 with errno (ELOOP for a link that leads
+    // out).
     int OpenFile(const std::string& relative, struct stat& st) const;
 
 private:

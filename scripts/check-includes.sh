@@ -27,7 +27,7 @@ declare -A layer=(
   [form]=4 [file_share]=4 [jsconfig]=4 [theme]=4 [image]=4
 )
 # Internal headers that folders above may include.
-doors=" privilege/identity.h webutils/json_text.h "
+doors=" privilege/identity.h strings/strings_read.h webutils/json_text.h "
 
 failures=0
 wrong() {

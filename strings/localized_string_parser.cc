@@ -16,51 +16,26 @@
 #include "base/safe_open.h"
 #include "strings/log_source.h"
 #include "strings/strings_file.h"
+#include "strings/strings_read.h"
 
 namespace VORN {
 namespace PAD {
 
 namespace {
 
-using arx::strings::kLocalizedStringParserLogSource;
+using arx::strings::StringsRead;
 
-// What GetSectionKeyText gives back at most: the platform's section reader
-// fills a buffer of 1024 bytes, and callers expect its cut.
-constexpr size_t kLongestText = 1023;
-
-enum class Read { kText, kUnreadable, kRefused };
-
-// Reads the strings file at path as valid UTF-8 text.  A missing or
-// unreadable file is no event (modules without a language are common);
-// one that is not text or too large is logged.
-Read ReadStringsFile(const std::string& path, std::string& content)
+// Reads the strings file at path, links followed.  A missing or unreadable
+// file is no event (modules without a language are common).
+StringsRead ReadStringsFile(const std::string& path, std::string& content)
 {
     struct stat st;
     const int fd = base::OpenForReading(path.c_str(), base::Links::kFollow, &st);
     if (fd < 0)
-        return Read::kUnreadable;
-    if (static_cast<size_t>(st.st_size) > arx::strings::kLargestStringsFile) {
-        close(fd);
-        VLIBCLog(LOG_ERR, "%s:%d %s is larger than %zu bytes: not read", kLocalizedStringParserLogSource, __LINE__,
-                 path.c_str(), arx::strings::kLargestStringsFile);
-        return Read::kRefused;
-    }
-    std::string raw;
-    const bool read = base::ReadWholeDescriptor(fd, st, raw);
+        return StringsRead::kUnreadable;
+    const StringsRead read = arx::strings::ReadStrings(fd, st, path, content);
     close(fd);
-    if (!read)
-        return Read::kUnreadable;
-    if (!arx::strings::IsText(raw)) {
-        VLIBCLog(LOG_ERR, "%s:%d %s holds a NUL byte: not a strings file", kLocalizedStringParserLogSource, __LINE__,
-                 path.c_str());
-        return Read::kRefused;
-    }
-    bool replaced = false;
-    content = arx::strings::ToValidUtf8(raw, &replaced);
-    if (replaced)
-        VLIBCLog(LOG_WARNING, "%s:%d %s: bytes that are not UTF-8 read as U+FFFD", kLocalizedStringParserLogSource,
-                 __LINE__, path.c_str());
-    return Read::kText;
+    return read;
 }
 
 }  // namespace
@@ -106,10 +81,11 @@ Json::Value LocalizedStringParser::ParseTexts(std::string dir)
         return parsed_[dir];
     const std::string path = dir + "/strings";
     std::string content;
-    const Read read = ReadStringsFile(path, content);
-    if (read == Read::kUnreadable)
+    const StringsRead read = ReadStringsFile(path, content);
+    if (read == StringsRead::kUnreadable)
         return Json::Value(Json::objectValue);
-    Json::Value result = read == Read::kText ? arx::strings::ParseStringsText(content) : Json::Value(Json::objectValue);
+    Json::Value result =
+        read == StringsRead::kText ? arx::strings::StringsSections(content) : Json::Value(Json::objectValue);
     parsed_[path] = result;
     return result;
 }
@@ -119,18 +95,8 @@ bool LocalizedStringParser::GetSectionKeyText(const std::string& dir, const std:
 {
     const std::string path = dir + "/strings";
     std::string content;
-    if (ReadStringsFile(path, content) != Read::kText)
-        return false;
-    std::string_view found;
-    const arx::strings::Lookup lookup = arx::strings::FindText(content, section, key, found);
-    if (lookup != arx::strings::Lookup::kFound) {
-        VLIBCLog(LOG_DEBUG, "%s:%d Failed to get section (%s), key (%s) from %s [ Reason: %s ]",
-                 kLocalizedStringParserLogSource, __LINE__, section.c_str(), key.c_str(), path.c_str(),
-                 lookup == arx::strings::Lookup::kNoSection ? "no such section" : "no such key");
-        return false;
-    }
-    text = StringParser::ReplaceStringText(std::string(arx::strings::CutAtCharacter(found, kLongestText)));
-    return true;
+    return ReadStringsFile(path, content) == StringsRead::kText &&
+           arx::strings::StringsText(content, path, section, key, text);
 }
 
 }  // namespace PAD
