@@ -84,16 +84,16 @@ struct AppStrings {
     std::string content;
 };
 
-// The "strings" file of the language directory dir (relative to base),
+// The "strings" file of the language directory dir (relative to from),
 // read whole into content: kNone when there is none, or it is not text;
 // kOut (logged) when it lies out of the web root.  The scan records strings
 // directories as it finds them; where the file is is decided here, on the
 // file opened, however long after the scan that is.
-Strings ReadModuleStrings(const arx::jsconfig::WebDirectory& base, const std::string& dir, std::string& content)
+Strings ReadModuleStrings(const arx::jsconfig::WebDirectory& from, const std::string& dir, std::string& content)
 {
     const std::string relative = dir + "/strings";
     struct stat st;
-    const int fd = base.OpenFile(relative, st);
+    const int fd = from.OpenFile(relative, st);
     if (fd < 0) {
         if (errno != ELOOP)
             return Strings::kNone;
@@ -101,15 +101,15 @@ Strings ReadModuleStrings(const arx::jsconfig::WebDirectory& base, const std::st
         return Strings::kOut;
     }
     const base::Descriptor file(fd);
-    const auto read = arx::strings::ReadStrings(fd, st, base.path() + "/" + relative, content);
+    const auto read = arx::strings::ReadStrings(fd, st, from.path() + "/" + relative, content);
     return read == arx::strings::StringsRead::kText ? Strings::kRead : Strings::kNone;
 }
 
 // The sections of dir's strings file: empty when there is none.
-Json::Value ModuleSections(const arx::jsconfig::WebDirectory& base, const std::string& dir)
+Json::Value ModuleSections(const arx::jsconfig::WebDirectory& from, const std::string& dir)
 {
     std::string content;
-    return ReadModuleStrings(base, dir, content) == Strings::kRead ? arx::strings::StringsSections(content)
+    return ReadModuleStrings(from, dir, content) == Strings::kRead ? arx::strings::StringsSections(content)
                                                                    : Json::Value(Json::objectValue);
 }
 
