@@ -38,7 +38,7 @@ locale_t CLocale()
 // but for a text found beyond the bounds (beyond()).
 class PlainReader {
 public:
-    PlainReader(const char* begin, const char* end, const StaticNames* names, const std::optional<JsonBounds>& bounds)
+    PlainReader(const char* begin, const char* end, const StaticNames* names, std::optional<JsonBounds> bounds)
         : at_(begin), end_(end), names_(names), bounds_(bounds)
     { }
 
@@ -307,7 +307,7 @@ private:
     const char* at_;
     const char* end_;
     const StaticNames* names_;
-    const std::optional<JsonBounds>& bounds_;
+    const std::optional<JsonBounds> bounds_;
     size_t values_ = 1;  // the outermost value
     bool beyond_ = false;
     std::string scratch_;

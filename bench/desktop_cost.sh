@@ -7,6 +7,8 @@
 #       files with jsoncpp in one loop (in one process, Google Benchmark),
 #       and against that loop with the readability checks every module
 #       needs (each script file its config names, its style sheet);
+#   (a') the same two as whole processes, one scan or one loop each: what a
+#       request without a cache pays in fresh memory;
 #   (b) desktop.cgi answering the configuration and the texts from the cache
 #       (session check, stamp, both cache files, the document, its ETag)
 #       against a C++ program that reads the two cache files into jsoncpp;
@@ -44,6 +46,7 @@ run_path=(-Wl,--disable-new-dtags,-rpath,"$libdir")
 cxx() { c++ -O2 -std=c++17 "$@" "${run_path[@]}"; }
 cxx -o "$work/desktop_scan_bench" "$source_dir/bench/desktop_scan_bench.cc" $(pkg-config --cflags --libs arx) \
     -lbenchmark -lpthread
+cxx -o "$work/desktop_scan_once" "$source_dir/bench/desktop_scan_once.cc" $(pkg-config --cflags --libs arx)
 cxx -I "$source_dir" -o "$work/desktop.cgi" "$source_dir/cgi-bin/desktop.cc" "$source_dir/cgi-bin/compact_json.cc" \
     "$source_dir/cgi-bin/json_answer.cc" \
     $(pkg-config --cflags --libs arx)
@@ -66,6 +69,13 @@ scan=$("$work/desktop_scan_bench" --benchmark_repetitions=$((rounds >= 100 ? 20 
 floor_scan=$(awk -F, '$1 == "\"ReadAndParseConfigs_median\"" { print $4 }' <<< "$scan")
 cold_scan=$(awk -F, '$1 == "\"ColdScan_median\"" { print $4 }' <<< "$scan")
 checked_scan=$(awk -F, '$1 == "\"ReadParseAndCheckConfigs_median\"" { print $4 }' <<< "$scan")
+
+# (a') The same as whole processes: one loop, one scan.
+# At least one style sheet per generated module, or the scan found nothing.
+[ "$("$work/desktop_scan_once" scan)" -ge "$modules" ] || { echo "bench: the scan missed modules" >&2; exit 1; }
+times_once=$("$build/bench/exec_bench" "$rounds" /dev/null "$work/desktop_scan_once floor" "$work/desktop_scan_once scan")
+floor_once=$(sed -n 1p <<< "$times_once" | awk '{ print $2 }')
+scan_once=$(sed -n 2p <<< "$times_once" | awk '{ print $2 }')
 
 # A session of admin, who sees every application (a login as a CGI process
 # would run), and the cache built ahead of the first request, as a package
@@ -139,6 +149,10 @@ printf '  %-52s %9.2f\n' "read and parse the $modules config files" "$floor_scan
 awk -v s="$cold_scan" -v f="$floor_scan" -v c="$checked_scan" 'BEGIN {
   printf "  scan / floor: %.2fx (target: at most 1.50x)\n", s / f
   printf "  scan / floor with the checks: %.2fx (the checks alone: %.2fx of the floor)\n", s / c, c / f }'
+echo "(a') the same as whole processes, $rounds rounds, medians (microseconds):"
+printf '  %-52s %9.1f\n' "read and parse the $modules config files" "$floor_once" \
+  "JSConfigParser::ParsePathFromVornman, no cache" "$scan_once"
+awk -v s="$scan_once" -v f="$floor_once" 'BEGIN { printf "  scan / floor: %.2fx\n", s / f }'
 echo "(b, c) whole processes, $rounds rounds, medians (microseconds):"
 printf '  %-52s %9.1f\n' "read the two cache files into jsoncpp" "$config_floor" \
   "desktop.cgi?part=config from the cache (200, ETag)" "$config_cgi" \
