@@ -177,15 +177,17 @@ int WebDirectory::OpenFile(const std::string& relative, struct stat& st) const
         return -1;
     }
     const std::string below = Below(relative);
-    // Nearly always there is no link on the way: one open that refuses any
-    // link says so.  With a link (or an older kernel) the file is opened
-    // with links followed and the file reached decides, so that a link
-    // swapped in between a check and the open cannot lead out.
+    // Nearly always the file is below the directory with no link on the
+    // way: one open that refuses anything else says so.  Otherwise (a link,
+    // a "..", or openat2 refused by the kernel or a filter of system calls)
+    // the file is opened with links followed and the file reached decides,
+    // so that a link swapped in between a check and the open cannot lead
+    // out.
     struct open_how how = {};
     how.flags = kFlags;
-    how.resolve = RESOLVE_NO_SYMLINKS;
+    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS;
     int fd = static_cast<int>(syscall(SYS_openat2, fd_, below.c_str(), &how, sizeof how));
-    if (fd < 0 && (errno == ELOOP || errno == ENOSYS)) {
+    if (fd < 0 && (errno == ELOOP || errno == EXDEV || errno == ENOSYS || errno == EPERM)) {
         fd = openat(fd_, below.c_str(), kFlags);
         if (fd >= 0 && !DescriptorInsideWebRoot(fd)) {
             close(fd);

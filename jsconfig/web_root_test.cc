@@ -75,6 +75,8 @@ TEST(WebRootTest, LinksCountWhereTheyLead)
         {"App/missing", "errno " + std::to_string(ENOENT)},
         {"App/fifo", "errno " + std::to_string(EINVAL)},  // not waited on
         {"App", "errno " + std::to_string(EINVAL)},
+        {"App/../Other/texts/enu/strings", "other"},  // ".." that stays inside
+        {"App/../../../../../../outside/config", "errno " + std::to_string(ELOOP)},
     };
     for (const auto& row : rows)
         EXPECT_EQ(Opened(modules, row.relative), row.expected) << row.relative;
