@@ -5,13 +5,9 @@
 // config names, and its style sheet, can be read.  VORN_ROOT names a root
 // with a module tree (bench/make_module_tree.sh).
 
-#include <dirent.h>
 #include <fcntl.h>
-#include <stdlib.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -21,48 +17,18 @@
 
 #include <arx/js_config_parser.h>
 
+#include "config_floor.h"
+
 namespace {
 
-std::string ModulesDirectory()
-{
-    const char* root = getenv("VORN_ROOT");
-    return std::string(root != nullptr ? root : "") + "/usr/vorn/vornman/webman/modules";
-}
-
-std::vector<std::string> ConfigPaths()
-{
-    const std::string modules = ModulesDirectory();
-    std::vector<std::string> paths;
-    if (DIR* dir = opendir(modules.c_str())) {
-        while (const dirent* entry = readdir(dir)) {
-            if (entry->d_name[0] != '.')
-                paths.push_back(modules + "/" + entry->d_name + "/config");
-        }
-        closedir(dir);
-    }
-    std::sort(paths.begin(), paths.end());
-    return paths;
-}
-
-std::unique_ptr<Json::CharReader> Reader()
-{
-    Json::CharReaderBuilder builder;
-    builder["collectComments"] = false;
-    return std::unique_ptr<Json::CharReader>(builder.newCharReader());
-}
+using bench::ConfigPaths;
+using bench::ModulesDirectory;
 
 // One config read whole and parsed.
 Json::Value ReadAndParse(const std::string& path, Json::CharReader& reader)
 {
-    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    struct stat st;
-    fstat(fd, &st);
-    std::string text(static_cast<size_t>(st.st_size), '\0');
-    benchmark::DoNotOptimize(read(fd, text.data(), text.size()));
-    close(fd);
     Json::Value config;
-    std::string errors;
-    benchmark::DoNotOptimize(reader.parse(text.data(), text.data() + text.size(), &config, &errors));
+    benchmark::DoNotOptimize(bench::ReadAndParse(path, reader, config));
     return config;
 }
 
@@ -70,7 +36,7 @@ Json::Value ReadAndParse(const std::string& path, Json::CharReader& reader)
 void ReadAndParseConfigs(benchmark::State& state)
 {
     const std::vector<std::string> paths = ConfigPaths();
-    const std::unique_ptr<Json::CharReader> reader = Reader();
+    const std::unique_ptr<Json::CharReader> reader = bench::ConfigReader();
     for (auto _ : state) {
         for (const std::string& path : paths)
             benchmark::DoNotOptimize(ReadAndParse(path, *reader));
@@ -84,7 +50,7 @@ void ReadParseAndCheckConfigs(benchmark::State& state)
     const std::vector<std::string> paths = ConfigPaths();
     const std::string modules = ModulesDirectory();
     const int dir = open(modules.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    const std::unique_ptr<Json::CharReader> reader = Reader();
+    const std::unique_ptr<Json::CharReader> reader = bench::ConfigReader();
     for (auto _ : state) {
         for (const std::string& path : paths) {
             const Json::Value config = ReadAndParse(path, *reader);

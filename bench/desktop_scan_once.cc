@@ -5,54 +5,29 @@
 // keeps (the kernel maps each page on first touch) and freeing none of it.
 //
 //   VORN_ROOT=ROOT desktop_scan_once floor|scan
-#include <dirent.h>
-#include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include <json/json.h>
 
 #include <arx/js_config_parser.h>
+
+#include "config_floor.h"
 
 namespace {
 
 // Each config read whole and parsed, as the in-process floor does.
 unsigned ReadAndParseConfigs()
 {
-    const char* root = getenv("VORN_ROOT");
-    const std::string modules = std::string(root != nullptr ? root : "") + "/usr/vorn/vornman/webman/modules";
-    std::vector<std::string> paths;
-    if (DIR* dir = opendir(modules.c_str())) {
-        while (const dirent* entry = readdir(dir)) {
-            if (entry->d_name[0] != '.')
-                paths.push_back(modules + "/" + entry->d_name + "/config");
-        }
-        closedir(dir);
-    }
-    std::sort(paths.begin(), paths.end());
-    Json::CharReaderBuilder builder;
-    builder["collectComments"] = false;
-    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    const std::unique_ptr<Json::CharReader> reader = bench::ConfigReader();
     unsigned entries = 0;
-    for (const std::string& path : paths) {
-        const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-        struct stat st;
-        if (fd < 0 || fstat(fd, &st) != 0)
-            exit(1);
-        std::string text(static_cast<size_t>(st.st_size), '\0');
-        if (read(fd, text.data(), text.size()) != st.st_size)
-            exit(1);
-        close(fd);
+    for (const std::string& path : bench::ConfigPaths()) {
         Json::Value config;
-        if (!reader->parse(text.data(), text.data() + text.size(), &config, nullptr))
+        if (!bench::ReadAndParse(path, *reader, config))
             exit(1);
         entries += config.size();
     }

@@ -105,12 +105,15 @@ Strings ReadModuleStrings(const arx::jsconfig::WebDirectory& from, const std::st
     return read == arx::strings::StringsRead::kText ? Strings::kRead : Strings::kNone;
 }
 
-// The sections of dir's strings file: empty when there is none.
-Json::Value ModuleSections(const arx::jsconfig::WebDirectory& from, const std::string& dir)
+// The sections of dir's strings file: empty when there is none, nothing
+// when it lies out of the web root.
+std::optional<Json::Value> ModuleSections(const arx::jsconfig::WebDirectory& from, const std::string& dir)
 {
     std::string content;
-    return ReadModuleStrings(from, dir, content) == Strings::kRead ? arx::strings::StringsSections(content)
-                                                                   : Json::Value(Json::objectValue);
+    const Strings read = ReadModuleStrings(from, dir, content);
+    if (read == Strings::kOut)
+        return std::nullopt;
+    return read == Strings::kRead ? arx::strings::StringsSections(content) : Json::Value(Json::objectValue);
 }
 
 // A text member of an entry as a path element: "" for a missing one, false
@@ -159,8 +162,8 @@ void AddReferencedText(const std::string& content, const std::string& path, cons
 
 // The texts an "fb_extern" list names: each item's own items first, then
 // its "text".
-void CollectItemTexts(const std::string& content, const std::string& path, const Json::Value& items,
-                      Json::Value& brief, int depth)
+void CollectItemTexts(const std::string& content, const std::string& path, const Json::Value& items, Json::Value& brief,
+                      int depth)
 {
     if (!items.isArray() || depth > kDeepestList)
         return;
@@ -184,11 +187,8 @@ void JSConfigParserPrivate::ParseTexts(const std::string& root)
         const Json::Value& dir = directories[id];
         if (!dir.isString() || !arx::jsconfig::StaysBelow(dir.asString()))
             continue;
-        std::string content;
-        const Strings read = ReadModuleStrings(baseDir, dir.asString(), content);
-        if (read != Strings::kOut)
-            moduleTexts[id] =
-                read == Strings::kRead ? arx::strings::StringsSections(content) : Json::Value(Json::objectValue);
+        if (std::optional<Json::Value> sections = ModuleSections(baseDir, dir.asString()))
+            moduleTexts[id] = std::move(*sections);
     }
 }
 
@@ -196,7 +196,8 @@ void JSConfigParserPrivate::ParseModuleTexts(const Json::Value& app, Json::Value
 {
     const std::string dir = EntryLanguageDirectory(app, lang);
     result = dir.empty() ? Json::Value(Json::objectValue)
-                         : ModuleSections(arx::jsconfig::WebDirectory(arx::jsconfig::WebRoot()), dir);
+                         : ModuleSections(arx::jsconfig::WebDirectory(arx::jsconfig::WebRoot()), dir)
+                               .value_or(Json::Value(Json::objectValue));
 }
 
 void JSConfigParserPrivate::ParseBriefTexts(const std::string& root, Json::Value& result)
