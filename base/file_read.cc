@@ -3,16 +3,19 @@
 #include <errno.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <unordered_map>
 
 namespace base {
 
-bool ReadWholeDescriptor(int fd, const struct stat& st, std::string& content)
+bool ReadWholeDescriptor(int fd, const struct stat& st, std::string& content, size_t most)
 {
     // Straight into the string, one byte more than the size: a regular
     // file's short read is its end, so no read is spent on finding it.
+    // The byte past most, when read, tells a file that is too large.
+    const size_t limit = most < std::numeric_limits<size_t>::max() ? most + 1 : most;
     size_t length = 0;
-    content.resize(static_cast<size_t>(st.st_size) + 1);
+    content.resize(std::min(static_cast<size_t>(st.st_size), most) + 1);
     for (;;) {
         const ssize_t got = read(fd, &content[length], content.size() - length);
         if (got < 0) {
@@ -22,9 +25,15 @@ bool ReadWholeDescriptor(int fd, const struct stat& st, std::string& content)
             return false;
         }
         length += static_cast<size_t>(got);
+        if (length > most) {
+            content.clear();
+            errno = EFBIG;
+            return false;
+        }
         if (length < content.size())
             break;
-        content.resize(content.size() * 2);  // the file grew since fstat
+        // The file grew since fstat.
+        content.resize(content.size() > limit / 2 ? limit : content.size() * 2);
     }
     content.resize(length);
     return true;

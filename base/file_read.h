@@ -4,6 +4,7 @@
 
 #include <sys/stat.h>
 
+#include <limits>
 #include <string>
 
 #include "base/safe_open.h"
@@ -16,8 +17,11 @@ namespace base {
 bool ReadWholeFile(const char* path, std::string& content, struct stat* info = nullptr,
                    Links links = Links::kFollow);
 
-// Reads what is left of an open regular file whose status is st.
-bool ReadWholeDescriptor(int fd, const struct stat& st, std::string& content);
+// Reads what is left of an open regular file whose status is st.  A file
+// that holds more than most bytes (one that grew since st, when the caller
+// checked its size) is not read: false with errno EFBIG, content empty.
+bool ReadWholeDescriptor(int fd, const struct stat& st, std::string& content,
+                         size_t most = std::numeric_limits<size_t>::max());
 
 // Whether two statuses are of the same version of a file: replacing a file
 // (by rename) gives another inode, changing it another time or size.

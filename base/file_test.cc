@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <functional>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -106,6 +107,47 @@ TEST_F(BaseFileTest, FailedReplacementLeavesNoTemporaryFile)
     std::vector<std::string> names;
     ASSERT_TRUE(base::ListDirectory(Path("/dir"), names));
     EXPECT_EQ(names.size(), written ? 1u : 0u);
+}
+
+// A file that grew after its size was checked is read only up to the
+// bound the caller sets: one that grows without end cannot take all memory.
+TEST_F(BaseFileTest, AFileThatGrewIsReadOnlyUpToItsBound)
+{
+    root_.WriteFile("/growing", std::string(100, 'a'));
+    const int fd = open(Path("/growing").c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_GE(fd, 0);
+    struct stat checked;
+    ASSERT_EQ(fstat(fd, &checked), 0);
+    {
+        const std::string more(5000, 'b');
+        const int append = open(Path("/growing").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+        ASSERT_EQ(write(append, more.data(), more.size()), static_cast<ssize_t>(more.size()));
+        close(append);
+    }
+    const struct {
+        size_t most;
+        bool read;
+        size_t length;
+    } rows[] = {
+        {50, false, 0},  // already larger when checked
+        {1000, false, 0},
+        {5099, false, 0},
+        {5100, true, 5100},
+        {5101, true, 5100},
+        {std::numeric_limits<size_t>::max(), true, 5100},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.most);
+        ASSERT_EQ(lseek(fd, 0, SEEK_SET), 0);
+        std::string content = "old";
+        errno = 0;
+        EXPECT_EQ(base::ReadWholeDescriptor(fd, checked, content, row.most), row.read);
+        EXPECT_EQ(content.size(), row.length);
+        if (!row.read) {
+            EXPECT_EQ(errno, EFBIG);
+        }
+    }
+    close(fd);
 }
 
 }  // namespace

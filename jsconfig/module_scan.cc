@@ -108,14 +108,15 @@ JSConfigParserPrivate::ConfigRead JSConfigParserPrivate::ReadModuleConfig(const 
             LogSkip(moduleDir + "/" + name, kLinkOut);
         return ConfigRead::kUnopened;
     }
-    if (st.st_size > arx::jsconfig::kLargestModuleConfig) {
-        close(fd);
-        LogConfigError(moduleDir + "/config",
-                       "larger than " + std::to_string(arx::jsconfig::kLargestModuleConfig) + " bytes");
+    // Larger when checked, or grown since.
+    constexpr off_t kLargest = arx::jsconfig::kLargestModuleConfig;
+    const bool read = st.st_size <= kLargest && base::ReadWholeDescriptor(fd, st, configText_, kLargest);
+    const int error = errno;
+    close(fd);
+    if (!read && (st.st_size > kLargest || error == EFBIG)) {
+        LogConfigError(moduleDir + "/config", "larger than " + std::to_string(kLargest) + " bytes");
         return ConfigRead::kRefused;
     }
-    const bool read = base::ReadWholeDescriptor(fd, st, configText_);
-    close(fd);
     if (!read)
         return ConfigRead::kUnopened;
     std::string errors;

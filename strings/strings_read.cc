@@ -1,5 +1,7 @@
 #include "strings/strings_read.h"
 
+#include <errno.h>
+
 #include <vorn/log.h>
 
 #include <arx/string_parser.h>
@@ -20,13 +22,16 @@ constexpr size_t kLongestText = 1023;
 
 StringsRead ReadStrings(int fd, const struct stat& st, const std::string& path, std::string& content)
 {
-    if (static_cast<size_t>(st.st_size) > kLargestStringsFile) {
+    // Larger when checked, or grown since.
+    std::string raw;
+    const bool large = static_cast<size_t>(st.st_size) > kLargestStringsFile;
+    const bool read = !large && base::ReadWholeDescriptor(fd, st, raw, kLargestStringsFile);
+    if (!read && (large || errno == EFBIG)) {
         VLIBCLog(LOG_ERR, "%s:%d %s is larger than %zu bytes: not read", kLocalizedStringParserLogSource, __LINE__,
                  path.c_str(), kLargestStringsFile);
         return StringsRead::kRefused;
     }
-    std::string raw;
-    if (!base::ReadWholeDescriptor(fd, st, raw))
+    if (!read)
         return StringsRead::kUnreadable;
     if (!IsText(raw)) {
         VLIBCLog(LOG_ERR, "%s:%d %s holds a NUL byte: not a strings file", kLocalizedStringParserLogSource, __LINE__,

@@ -116,7 +116,7 @@ bool ReadText(int fd, std::string& text)
 {
     struct stat st;
     return fstat(fd, &st) == 0 && st.st_size <= kLargestSettingsFile && lseek(fd, 0, SEEK_SET) == 0 &&
-           base::ReadWholeDescriptor(fd, st, text);
+           base::ReadWholeDescriptor(fd, st, text, kLargestSettingsFile);
 }
 
 // The text of the journal an interrupted save left, when there is one.
