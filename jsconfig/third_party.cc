@@ -104,7 +104,7 @@ bool JSConfigParserPrivate::ParseThirdPartyConfig(const std::string& packageDir,
     // The platform reads by path: the open file's own, so that what is read
     // is the file whose place was checked.  Not a regular file: refused.
     const Pairs pairs(VLIBCSzHashAlloc(32));
-    if (!pairs || fd < 0 || VLIBCFileGetPair(("/proc/self/fd/" + std::to_string(fd)).c_str(), pairs.get()) < 0) {
+    if (!pairs || fd < 0 || VLIBCFileGetPair(arx::jsconfig::DescriptorPath(fd).c_str(), pairs.get()) < 0) {
         VLIBCLog(LOG_ERR, "%s:%d Failed to parse %s", kJSConfigParserLogSource, __LINE__, path.c_str());
         return false;
     }

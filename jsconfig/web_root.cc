@@ -52,6 +52,11 @@ bool IsInside(const std::string& root, std::string_view real)
 
 }  // namespace
 
+std::string DescriptorPath(int fd)
+{
+    return "/proc/self/fd/" + std::to_string(fd);
+}
+
 std::string WebRoot()
 {
     return VORNRootPathString(kWebRoot);
@@ -84,10 +89,8 @@ bool ResolvesInsideWebRoot(const std::string& path)
 
 bool DescriptorInsideWebRoot(int fd)
 {
-    char name[32];
-    snprintf(name, sizeof name, "/proc/self/fd/%d", fd);
     char target[PATH_MAX];
-    const ssize_t length = readlink(name, target, sizeof target);
+    const ssize_t length = readlink(DescriptorPath(fd).c_str(), target, sizeof target);
     if (length <= 0 || static_cast<size_t>(length) >= sizeof target || target[0] != '/')
         return false;  // without /proc no link is taken
     return IsInside(RealWebRoot(), std::string_view(target, static_cast<size_t>(length)));
@@ -187,14 +190,8 @@ int WebDirectory::OpenFile(const std::string& relative, struct stat& st) const
     how.flags = kFlags;
     how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS;
     int fd = static_cast<int>(syscall(SYS_openat2, fd_, below.c_str(), &how, sizeof how));
-    if (fd < 0 && (errno == ELOOP || errno == EXDEV || errno == ENOSYS || errno == EPERM)) {
-        fd = openat(fd_, below.c_str(), kFlags);
-        if (fd >= 0 && !DescriptorInsideWebRoot(fd)) {
-            close(fd);
-            errno = ELOOP;
-            return -1;
-        }
-    }
+    if (fd < 0 && (errno == ELOOP || errno == EXDEV || errno == ENOSYS || errno == EPERM))
+        fd = OpenThroughLinks(below, kFlags);
     if (fd < 0)
         return -1;
     // Regular files only: O_NONBLOCK kept the open from waiting on a FIFO.
@@ -206,10 +203,38 @@ int WebDirectory::OpenFile(const std::string& relative, struct stat& st) const
     return fd;
 }
 
+// Where the links lead is learnt from a descriptor that opens nothing
+// (O_PATH reaches no driver: a link to a watchdog or a tape device has no
+// effect), and only a regular file inside the web root is then opened,
+// through that descriptor rather than the path again.
+int WebDirectory::OpenThroughLinks(const std::string& below, int flags) const
+{
+    const int path = openat(fd_, below.c_str(), O_PATH | O_CLOEXEC);
+    if (path < 0)
+        return -1;
+    struct stat st;
+    int fd = -1;
+    if (!DescriptorInsideWebRoot(path))
+        errno = ELOOP;
+    else if (fstat(path, &st) != 0 || !S_ISREG(st.st_mode))
+        errno = EINVAL;
+    else
+        fd = ::open(DescriptorPath(path).c_str(), flags);
+    const int saved = errno;
+    close(path);
+    errno = saved;
+    return fd;
+}
+
+int WebDirectory::OpenListing() const
+{
+    return fd_ >= 0 ? openat(fd_, prefix_.empty() ? "." : prefix_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1;
+}
+
 std::vector<std::pair<std::string, unsigned char>> SortedEntries(const WebDirectory& dir)
 {
     std::vector<std::pair<std::string, unsigned char>> entries;
-    const int fd = ::open(dir.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int fd = dir.OpenListing();
     if (fd < 0)
         return entries;
     // Read into the stack rather than through opendir's buffer: a large

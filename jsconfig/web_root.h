@@ -36,6 +36,10 @@ bool ResolvesInsideWebRoot(const std::string& path);
 // can fool.  False when that cannot be told (no /proc).
 bool DescriptorInsideWebRoot(int fd);
 
+// "/proc/self/fd/N": the name by which the process opens again (or hands
+// to a program that takes a path) the file its descriptor fd holds.
+std::string DescriptorPath(int fd);
+
 // A directory below the web root, open for the paths below it: each
 // lookup walks a few elements instead of the whole path from "/".
 class WebDirectory {
@@ -67,12 +71,17 @@ public:
     bool LinkLeadsOut(std::string_view relative) const;
 
     // Opens the regular file at relative for reading, never blocking on a
-    // FIFO.  Links are followed only to a file inside the web root, as the
-    // open descriptor shows.  -1 with errno (ELOOP for a link that leads
-    // out).
+    // FIFO.  Links are followed only to a file inside the web root, and
+    // what they lead to is opened only when it is one.  -1 with errno
+    // (ELOOP for a link that leads out, EINVAL for what is not a regular
+    // file).
     int OpenFile(const std::string& relative, struct stat& st) const;
 
+    // A new descriptor of the directory itself, for reading its entries.
+    int OpenListing() const;
+
 private:
+    int OpenThroughLinks(const std::string& below, int flags) const;
     std::string Below(const std::string& relative) const { return prefix_ + relative; }
 
     std::string path_;

@@ -2,8 +2,11 @@
 // when the file they reach is inside it, decided on the file opened, so
 // that a link swapped in between a check and the open cannot lead out.
 
+#include <dirent.h>
 #include <errno.h>
+#include <fcntl.h>
 #include <stdio.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -20,6 +23,7 @@
 
 namespace {
 
+using arx::jsconfig::SortedEntries;
 using arx::jsconfig::WebDirectory;
 using arx_testing::TempRoot;
 
@@ -85,6 +89,61 @@ TEST(WebRootTest, LinksCountWhereTheyLead)
     EXPECT_EQ(Opened(WebDirectory(modules, "Out"), "config"), "errno " + std::to_string(ELOOP));
     EXPECT_FALSE(WebDirectory(root.Path(std::string(kModules) + "/Out")).open());
     EXPECT_TRUE(WebDirectory(root.Path(std::string(kModules) + "/In")).open());
+}
+
+// Opening a device can act (a watchdog starts counting, a tape rewinds):
+// what a link out of the web root leads to is refused without being
+// opened, as the open events of the files show.
+TEST(WebRootTest, WhatALinkOutLeadsToIsNeverOpened)
+{
+    TempRoot root;
+    root.WriteFile(std::string(kModules) + "/App/config", "inside");
+    root.WriteFile("/outside/config", "outside");
+    ASSERT_EQ(mkfifo(root.Path("/outside/fifo").c_str(), 0644), 0);
+    const struct {
+        const char* target;
+        const char* link;
+    } links[] = {
+        {"/outside/config", "App/config.out"},
+        {"/outside/fifo", "App/fifo.out"},
+        {"/outside", "Out"},
+    };
+    for (const auto& link : links) {
+        const std::string at = root.Path(std::string(kModules) + "/" + link.link);
+        ASSERT_EQ(symlink(root.Path(link.target).c_str(), at.c_str()), 0);
+    }
+    const base::Descriptor events(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    ASSERT_GE(events.get(), 0);
+    for (const char* watched : {"/outside/config", "/outside/fifo", "/outside"})
+        ASSERT_GE(inotify_add_watch(events.get(), root.Path(watched).c_str(), IN_OPEN), 0) << watched;
+
+    const WebDirectory modules(root.Path(kModules));
+    for (const char* relative : {"App/config.out", "App/fifo.out", "Out/config", "Out/fifo"})
+        EXPECT_EQ(Opened(modules, relative), "errno " + std::to_string(ELOOP)) << relative;
+    EXPECT_EQ(Opened(WebDirectory(modules, "Out"), "config"), "errno " + std::to_string(ELOOP));
+    char event[4096];
+    EXPECT_LT(read(events.get(), event, sizeof event), 0) << "a file out of the web root was opened";
+    // The watch itself sees an open.
+    const base::Descriptor outside(open(root.Path("/outside/config").c_str(), O_RDONLY | O_CLOEXEC));
+    EXPECT_GT(read(events.get(), event, sizeof event), 0);
+}
+
+// The entries listed are those of the directory opened, even when another
+// has since taken its place.
+TEST(WebRootTest, EntriesAreListedFromTheDirectoryOpened)
+{
+    TempRoot root;
+    root.WriteFile(std::string(kModules) + "/App/config", "{}");
+    const WebDirectory modules(root.Path(kModules));
+    ASSERT_TRUE(modules.open());
+    const std::string path = root.Path(kModules);
+    ASSERT_EQ(rename(path.c_str(), (path + ".old").c_str()), 0);
+    root.WriteFile(std::string(kModules) + "/Planted/config", "{}");
+
+    const auto entries = SortedEntries(modules);
+    ASSERT_EQ(entries.size(), 1u);
+    EXPECT_EQ(entries[0].first, "App");
+    EXPECT_EQ(entries[0].second, DT_DIR);
 }
 
 // A package that swaps its texts directory for a link out, again and
