@@ -3,7 +3,6 @@
 #include <errno.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <unordered_map>
 
 namespace base {
@@ -12,10 +11,15 @@ bool ReadWholeDescriptor(int fd, const struct stat& st, std::string& content, si
 {
     // Straight into the string, one byte more than the size: a regular
     // file's short read is its end, so no read is spent on finding it.
-    // The byte past most, when read, tells a file that is too large.
+    // The byte past most, when read, tells a file that grew too large.
+    if (static_cast<size_t>(st.st_size) > most) {
+        content.clear();
+        errno = EFBIG;
+        return false;
+    }
     const size_t limit = most < std::numeric_limits<size_t>::max() ? most + 1 : most;
     size_t length = 0;
-    content.resize(std::min(static_cast<size_t>(st.st_size), most) + 1);
+    content.resize(static_cast<size_t>(st.st_size) + 1);
     for (;;) {
         const ssize_t got = read(fd, &content[length], content.size() - length);
         if (got < 0) {

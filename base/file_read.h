@@ -18,8 +18,8 @@ bool ReadWholeFile(const char* path, std::string& content, struct stat* info = n
                    Links links = Links::kFollow);
 
 // Reads what is left of an open regular file whose status is st.  A file
-// that holds more than most bytes (one that grew since st, when the caller
-// checked its size) is not read: false with errno EFBIG, content empty.
+// larger than most bytes, by st or by what it holds when read (it grew
+// since st), is refused: false with errno EFBIG, content empty.
 bool ReadWholeDescriptor(int fd, const struct stat& st, std::string& content,
                          size_t most = std::numeric_limits<size_t>::max());
 

@@ -108,12 +108,11 @@ JSConfigParserPrivate::ConfigRead JSConfigParserPrivate::ReadModuleConfig(const 
             LogSkip(moduleDir + "/" + name, kLinkOut);
         return ConfigRead::kUnopened;
     }
-    // Larger when checked, or grown since.
     constexpr off_t kLargest = arx::jsconfig::kLargestModuleConfig;
-    const bool read = st.st_size <= kLargest && base::ReadWholeDescriptor(fd, st, configText_, kLargest);
+    const bool read = base::ReadWholeDescriptor(fd, st, configText_, kLargest);
     const int error = errno;
     close(fd);
-    if (!read && (st.st_size > kLargest || error == EFBIG)) {
+    if (!read && error == EFBIG) {
         LogConfigError(moduleDir + "/config", "larger than " + std::to_string(kLargest) + " bytes");
         return ConfigRead::kRefused;
     }

@@ -22,11 +22,9 @@ constexpr size_t kLongestText = 1023;
 
 StringsRead ReadStrings(int fd, const struct stat& st, const std::string& path, std::string& content)
 {
-    // Larger when checked, or grown since.
     std::string raw;
-    const bool large = static_cast<size_t>(st.st_size) > kLargestStringsFile;
-    const bool read = !large && base::ReadWholeDescriptor(fd, st, raw, kLargestStringsFile);
-    if (!read && (large || errno == EFBIG)) {
+    const bool read = base::ReadWholeDescriptor(fd, st, raw, kLargestStringsFile);
+    if (!read && errno == EFBIG) {
         VLIBCLog(LOG_ERR, "%s:%d %s is larger than %zu bytes: not read", kLocalizedStringParserLogSource, __LINE__,
                  path.c_str(), kLargestStringsFile);
         return StringsRead::kRefused;

@@ -115,7 +115,7 @@ int OpenForReading(const Place& place, const char* name, struct stat& st)
 bool ReadText(int fd, std::string& text)
 {
     struct stat st;
-    return fstat(fd, &st) == 0 && st.st_size <= kLargestSettingsFile && lseek(fd, 0, SEEK_SET) == 0 &&
+    return fstat(fd, &st) == 0 && lseek(fd, 0, SEEK_SET) == 0 &&
            base::ReadWholeDescriptor(fd, st, text, kLargestSettingsFile);
 }
 

@@ -86,8 +86,7 @@ bool ReadRecord(int dir, const std::string& file, Json::Value& state)
     struct stat st;
     const base::Descriptor fd(base::OpenForReadingAt(dir, file.c_str(), base::Links::kRefuse, &st));
     std::string text;
-    if (fd.get() < 0 || st.st_nlink != 1 || st.st_size > kLargestRecord ||
-        !base::ReadWholeDescriptor(fd.get(), st, text, kLargestRecord))
+    if (fd.get() < 0 || st.st_nlink != 1 || !base::ReadWholeDescriptor(fd.get(), st, text, kLargestRecord))
         return false;
     Json::Value parsed;
     try {
