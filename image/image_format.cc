@@ -44,21 +44,27 @@ ImageFormat FormatOfBytes(const unsigned char* bytes, size_t size)
     return IsBmp(bytes, size) ? kImageBmp : kImageUnknown;
 }
 
+ImageFormat FormatOfDescriptor(int fd)
+{
+    unsigned char bytes[kSignatureBytes];
+    size_t have = 0;
+    while (fd >= 0 && have < sizeof bytes) {
+        const ssize_t n = pread(fd, bytes + have, sizeof bytes - have, static_cast<off_t>(have));
+        if (n <= 0)
+            break;
+        have += static_cast<size_t>(n);
+    }
+    return FormatOfBytes(bytes, have);
+}
+
 ImageFormat FormatOfFile(const char* path)
 {
     const int fd = path != nullptr ? base::OpenForReading(path, base::Links::kFollow) : -1;
     if (fd < 0)
         return kImageUnknown;
-    unsigned char bytes[kSignatureBytes];
-    size_t have = 0;
-    while (have < sizeof bytes) {
-        const ssize_t n = read(fd, bytes + have, sizeof bytes - have);
-        if (n <= 0)
-            break;
-        have += static_cast<size_t>(n);
-    }
+    const ImageFormat format = FormatOfDescriptor(fd);
     close(fd);
-    return FormatOfBytes(bytes, have);
+    return format;
 }
 
 }  // namespace arx::image

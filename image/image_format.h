@@ -19,6 +19,10 @@ ImageFormat FormatOfBytes(const unsigned char* bytes, size_t size);
 // device); kImageUnknown when it cannot be read.
 ImageFormat FormatOfFile(const char* path);
 
+// The same for a file open in fd, read from its start (its offset does not
+// move).
+ImageFormat FormatOfDescriptor(int fd);
+
 }  // namespace arx::image
 
 #endif

@@ -13,6 +13,10 @@
 #include <arx/image_utils.h>
 #include <vorn/log.h>
 
+#include "base/descriptor.h"
+#include "base/file_write.h"
+#include "base/safe_open.h"
+
 #include "image/extensions.h"
 #include "image/image_format.h"
 #include "image/image_tool.h"
@@ -48,9 +52,10 @@ bool ArgumentsUsable(const StoreRequest& r)
 // The source must be an accepted image, and a GIF exactly when its
 // extension says so: a GIF's frames are kept as they are, while any other
 // picture is re-encoded as one frame.
-bool ContentMatches(const char* src, const std::string& ext)
+bool ContentMatches(const StoreRequest& r, const std::string& ext)
 {
-    const ImageFormat format = FormatOfFile(src);
+    const char* src = r.src;
+    const ImageFormat format = r.srcFd >= 0 ? FormatOfDescriptor(r.srcFd) : FormatOfFile(src);
     if (format == kImageUnknown) {
         VLIBCLog(LOG_ERR, "%s:%d Not a JPEG, PNG, GIF or BMP image: %s", S, __LINE__, src);
         return false;
@@ -60,6 +65,20 @@ bool ContentMatches(const char* src, const std::string& ext)
         return false;
     }
     return true;
+}
+
+// The source copied to the slot's image: from its descriptor when the
+// caller opened it, never writing through a link or into a file with
+// another name; else by the copy tool.
+bool CopySource(const StoreRequest& r, const std::string& image)
+{
+    if (r.srcFd < 0)
+        return CopyWithTool(r.src, image.c_str()) == 0;
+    const base::Descriptor to(base::OpenForWriting(image.c_str(), 0644));
+    if (to.get() >= 0 && base::OverwriteWithFile(to.get(), r.srcFd))
+        return true;
+    VLIBCLog(LOG_ERR, "%s:%d Failed to copy %s to %s, %m", S, __LINE__, r.src, image.c_str());
+    return false;
 }
 
 int Reencode(const std::string& from, const std::string& to, bool small)
@@ -183,10 +202,10 @@ bool Store(const StoreRequest& r)
         VLIBCLog(LOG_ERR, "%s:%d Failed to mkdir %s, %m", S, __LINE__, r.dir);
         return false;
     }
-    if (!ContentMatches(r.src, ext))
+    if (!ContentMatches(r, ext))
         return false;
     std::string image = SlotFileName(r.dir, r.type, r.slot, kSlotImage, ext.c_str());
-    if (CopyWithTool(r.src, image.c_str()) != 0)
+    if (!CopySource(r, image))
         return false;
     if (chmod(image.c_str(), 0644) != 0)
         VLIBCLog(LOG_ERR, "%s:%d Failed to chmod, %m", S, __LINE__);

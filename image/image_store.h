@@ -17,6 +17,11 @@ struct StoreRequest {
     int hdLen;
     int slot;
     int thumbEdge;
+    // The source open for reading, or -1: read through this descriptor
+    // (and copied by the library rather than by the copy tool), src then
+    // only names it in the log.  A caller that acts as another user opens
+    // the source first, as itself.
+    int srcFd = -1;
 };
 
 // false (logged) when the image could not be stored; the slot may then

@@ -2,6 +2,7 @@
 // arguments: signatures, extensions, size limits, slot rotation, and the
 // exact command lines of every way an image is stored.
 
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -298,7 +299,7 @@ TEST_F(ImageTest, CommandLinesOfEveryWayToStoreAnImage)
          nullptr,
          kBmp,
          ".bmp",
-         {"cp -f /up/f /W/1.bmp", "convert /W/1.bmp -interlace plane /W/1_hd.jpg",
+         {"convert /W/1.bmp -interlace plane /W/1_hd.jpg",
           "convert /W/1.bmp -strip -interlace plane -quality 25 -define jpeg:extent=256KB /W/1.jpg",
           "convert -size 120x120 -thumbnail 120x120 -quality 90 -unsharp 0.5x0.5+1.25+0.0 /W/1.jpg /W/1thumb.jpg"},
          "/W/1.jpg",
@@ -307,7 +308,7 @@ TEST_F(ImageTest, CommandLinesOfEveryWayToStoreAnImage)
          nullptr,
          kGif,
          ".gif",
-         {"cp -f /up/f /W/1.gif", "cp -f /W/1.gif /W/1_hd.gif"},
+         {"cp -f /W/1.gif /W/1_hd.gif"},
          "/W/1.gif",
          "/W/1.gif"},
     };
@@ -391,6 +392,44 @@ TEST_F(ImageTest, SlotsRotatePastEightAndEmptyTheSlotFirst)
     }
     EXPECT_TRUE(ImageSelectorUtils::SetFileSharingLoginIndexKey("logo", 12));
     EXPECT_EQ(ImageSelectorUtils::GetFileSharingLoginIndexKey("logo"), 4);
+}
+
+// Root adding a user's wallpaper acts as the user: a link the user plants
+// in the directory leads only where the user could write, so every file
+// made must be the user's.  The caller's source is read even where the user
+// cannot read it.
+TEST_F(ImageTest, ARootProcessMakesAUsersWallpaperAsTheUser)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "acting as another user needs root";
+    arx_testing::WriteUserDatabase(root_);
+    const std::string src = File("upload", kPng);
+    ASSERT_EQ(chmod(src.c_str(), 0600), 0);
+    ASSERT_EQ(chmod(root_.Path("/up").c_str(), 0700), 0);
+    const int groups = getgroups(0, nullptr);
+    char path[4096], thumb[4096], hd[4096];
+    ASSERT_TRUE(ImageSelectorUtils::AddDesktopHistory("alice", src.c_str(), ".png", path, thumb, hd, sizeof path,
+                                                      sizeof thumb, sizeof hd));
+    EXPECT_EQ(geteuid(), 0u);
+    EXPECT_EQ(getegid(), 0u);
+    EXPECT_EQ(getgroups(0, nullptr), groups);
+    const std::string dir = root_.Path("/usr/vorn/etc/preference/alice/wallpaper_dir");
+    for (const std::string& made : {std::string(path), std::string(thumb), std::string(hd)}) {
+        struct stat st;
+        ASSERT_EQ(lstat(made.c_str(), &st), 0) << made;
+        EXPECT_EQ(st.st_uid, arx_testing::kAlice.uid) << made;
+    }
+
+    // A wallpaper directory that is a link is refused, the slot unmoved.
+    const int current = ImageSelectorUtils::GetDesktopIndexKey("alice");
+    ASSERT_EQ(rename(dir.c_str(), (dir + ".old").c_str()), 0);
+    ASSERT_EQ(symlink(root_.Path("/usr/vorn/etc").c_str(), dir.c_str()), 0);
+    const arx_testing::LogCapture log;
+    EXPECT_FALSE(ImageSelectorUtils::AddDesktopHistory("alice", src.c_str(), ".png", path, thumb, sizeof path,
+                                                       sizeof thumb));
+    EXPECT_EQ(arx_testing::WithoutLineNumbers(log.texts()),
+              std::vector<std::string> {"image_selector_utils:# " + dir + " is not a directory"});
+    EXPECT_EQ(ImageSelectorUtils::GetDesktopIndexKey("alice"), current);
 }
 
 TEST_F(ImageTest, ParallelAddsTakeSlotsOneAfterTheOther)

@@ -18,6 +18,9 @@
 #include <vorn/log.h>
 #include <vorn/user.h>
 
+#include "base/descriptor.h"
+#include "base/safe_open.h"
+#include "image/acting_user.h"
 #include "image/image_store.h"
 #include "image/slot_files.h"
 
@@ -102,18 +105,17 @@ bool SetIndex(const std::string& user, int index)
     return false;
 }
 
-// The wallpaper directory, made for the user (0755, theirs) when missing.
-bool EnsureWallpaperDir(const std::string& user, std::string& dir)
+// The wallpaper directory, made for the user (0755, theirs) when missing;
+// anything else than a directory there (a link) is refused.
+bool EnsureWallpaperDir(const std::string& user, uid_t uid, gid_t gid, std::string& dir)
 {
     if (!WallpaperDir(user, dir))
         return false;
     struct stat st;
-    if (lstat(dir.c_str(), &st) == 0)
-        return true;
-    uid_t uid;
-    gid_t gid;
-    if (VORNUserGetUGID(user.c_str(), &uid, &gid) != 0) {
-        VLIBCLog(LOG_ERR, "%s:%d Failed to get ugid %s, %m", kSelectorSource, __LINE__, user.c_str());
+    if (lstat(dir.c_str(), &st) == 0) {
+        if (S_ISDIR(st.st_mode))
+            return true;
+        VLIBCLog(LOG_ERR, "%s:%d %s is not a directory", kSelectorSource, __LINE__, dir.c_str());
         return false;
     }
     if (VORNFSMkdirP(dir.c_str(), 0, 1, static_cast<int>(uid), static_cast<int>(gid), 0755) != 0) {
@@ -123,19 +125,32 @@ bool EnsureWallpaperDir(const std::string& user, std::string& dir)
     return true;
 }
 
+// The whole add acts as the user (a root process included), the source
+// being opened first as the caller: the user need not be able to read it.
 bool Add(const std::string& user, const char* src, const char* ext, char* outPath, char* outThumb, char* outHd,
          int pathLen, int thumbLen, int hdLen)
 {
+    uid_t uid;
+    gid_t gid;
+    if (!UserNamed(user))
+        return false;
+    if (VORNUserGetUGID(user.c_str(), &uid, &gid) != 0) {
+        VLIBCLog(LOG_ERR, "%s:%d Failed to get ugid %s, %m", kSelectorSource, __LINE__, user.c_str());
+        return false;
+    }
+    const base::Descriptor source(src != nullptr ? base::OpenForReading(src, base::Links::kFollow) : -1);
+    const ActingUser acting(user.c_str(), uid, gid);
     std::string dir;
-    if (!UserNamed(user) || !EnsureWallpaperDir(user, dir))
+    if (!acting.ok() || !EnsureWallpaperDir(user, uid, gid, dir))
         return false;
     const SetLock lock(dir.c_str());
     if (!lock.ok())
         return false;
     const int next = (GetIndex(user) + 1) % kSlots;
     RemoveSlot(dir.c_str(), "", next);
-    const StoreRequest request {dir.c_str(), "",      src,      ext,   outPath, outThumb,
-                                outHd,       pathLen, thumbLen, hdLen, next,    kWallpaperThumbEdge};
+    StoreRequest request {dir.c_str(), "",      src,      ext,   outPath, outThumb,
+                          outHd,       pathLen, thumbLen, hdLen, next,    kWallpaperThumbEdge};
+    request.srcFd = source.get();
     return StoreImage(request) && SetIndex(user, next);
 }
 

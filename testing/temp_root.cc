@@ -75,7 +75,8 @@ void TempRoot::MakeDirs(const std::string& systemPath, mode_t mode) const
         if (slash == std::string::npos)
             slash = systemPath.size();
         path = dir_ + systemPath.substr(0, slash);
-        if (mkdir(path.c_str(), mode) != 0 && errno != EEXIST)
+        // Exactly mode, whatever the umask (a sticky world-writable "/tmp").
+        if (mkdir(path.c_str(), mode) == 0 ? chmod(path.c_str(), mode) != 0 : errno != EEXIST)
             throw std::runtime_error("mkdir " + path + " failed");
         start = slash + 1;
     }

@@ -95,6 +95,27 @@ TEST_F(ImageE2eTest, AliceUploadsWallpapersAndChoosesAnOlderOne)
     EXPECT_EQ(ParseJson(Get(appliance_.Url("/webapi/wallpaper.cgi?action=list"), alice.Headers()).body)["current"], 1);
 }
 
+// An administrator's program stays root, but a wallpaper is made as its
+// owner: the real tool, following a link planted in the directory between
+// the slot's removal and its write, would reach only what the
+// administrator's own account could write.
+TEST_F(ImageE2eTest, TheAdministratorsWallpaperIsMadeAsTheAdministrator)
+{
+    const DemoSession admin = LogInAs(appliance_, "admin", "harbor-admin");
+    ASSERT_FALSE(admin.id.empty());
+    const std::string dir = appliance_.RootPath("/usr/vorn/etc/preference/admin/wallpaper_dir");
+    ASSERT_EQ(PostAs(admin, "wallpaper.cgi", kType, PictureForm("a.png", Draw("a.png", "gradient:blue-white"))).status,
+              200);
+    struct stat home;
+    ASSERT_EQ(stat(appliance_.RootPath("/usr/vorn/etc/preference/admin").c_str(), &home), 0);
+    ASSERT_NE(home.st_uid, 0u);
+    for (const char* made : {"/1.jpg", "/1_hd.jpg", "/1thumb.jpg"}) {
+        struct stat st;
+        ASSERT_EQ(stat((dir + made).c_str(), &st), 0) << made;
+        EXPECT_EQ(st.st_uid, home.st_uid) << made;
+    }
+}
+
 TEST_F(ImageE2eTest, TheAdministratorChangesTheLoginBackgroundAndAliceMayNot)
 {
     const DemoSession admin = LogInAs(appliance_, "admin", "harbor-admin");
