@@ -342,6 +342,8 @@ TEST(ModuleTextsTest, BriefTexts)
         {"no list", "-", "enu", "null", "Read PATH feasibility check texts file failed, Reason: [ No such file or"},
         {"a list nested too deep", std::string(1000, '['), "enu", "null",
          "PATH: nested deeper than 64 levels or more than 100000 values\n"},
+        {"a list larger than a list may be", "[" + std::string(1 << 20, ' ') + "]", "enu", "null",
+         "PATH: larger than the texts list may be\n"},
     };
     for (const Row& row : rows) {
         row.list == "-" ? (void)unlink(root.Path(list).c_str()) : root.WriteFile(list, row.list);

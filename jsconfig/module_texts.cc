@@ -278,14 +278,16 @@ void JSConfigParserPrivate::ParseFeasibilityCheckTexts(Json::Value& result)
         }
         std::string content;
         struct stat st;
-        if (!base::ReadWholeFile(path.c_str(), content, &st)) {
+        const base::Descriptor fd(base::OpenForReading(path.c_str(), base::Links::kFollow, &st));
+        const bool read = fd.get() >= 0 && base::ReadWholeDescriptor(fd.get(), st, content, kLargestList);
+        if (!read && errno != EFBIG) {
             VLIBCLog(LOG_ERR, "%s:%d open %s feasibility check texts file failed, Reason: [ %m ]",
                      kJSConfigParserLogSource, __LINE__, path.c_str());
             return;
         }
         Json::Value list;
         std::string errors;
-        if (st.st_size > kLargestList) {
+        if (!read) {
             errors = "larger than the texts list may be";
         } else {
             try {
