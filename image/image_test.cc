@@ -16,6 +16,7 @@
 #include <arx/image_selector_utils.h>
 #include <arx/image_utils.h>
 #include <vorn/file.h>
+#include <vorn/user.h>
 
 #include "image/extensions.h"
 #include "image/image_format.h"
@@ -406,6 +407,13 @@ TEST_F(ImageTest, ARootProcessMakesAUsersWallpaperAsTheUser)
     const std::string src = File("upload", kPng);
     ASSERT_EQ(chmod(src.c_str(), 0600), 0);
     ASSERT_EQ(chmod(root_.Path("/up").c_str(), 0700), 0);
+    // A wallpaper directory where root added before, its lock root's.
+    const std::string dir = root_.Path("/usr/vorn/etc/preference/alice/wallpaper_dir");
+    char preferences[4096];
+    ASSERT_GT(VORNUserPreferenceDirGet("alice", preferences, sizeof preferences), 0);
+    ASSERT_EQ(mkdir(dir.c_str(), 0755), 0);
+    ASSERT_EQ(chown(dir.c_str(), arx_testing::kAlice.uid, arx_testing::kAlice.gid), 0);
+    root_.WriteFile("/usr/vorn/etc/preference/alice/wallpaper_dir/.slots.lock", "", 0644);
     const int groups = getgroups(0, nullptr);
     char path[4096], thumb[4096], hd[4096];
     ASSERT_TRUE(ImageSelectorUtils::AddDesktopHistory("alice", src.c_str(), ".png", path, thumb, hd, sizeof path,
@@ -413,8 +421,7 @@ TEST_F(ImageTest, ARootProcessMakesAUsersWallpaperAsTheUser)
     EXPECT_EQ(geteuid(), 0u);
     EXPECT_EQ(getegid(), 0u);
     EXPECT_EQ(getgroups(0, nullptr), groups);
-    const std::string dir = root_.Path("/usr/vorn/etc/preference/alice/wallpaper_dir");
-    for (const std::string& made : {std::string(path), std::string(thumb), std::string(hd)}) {
+    for (const std::string& made : {std::string(path), std::string(thumb), std::string(hd), dir + "/.slots.lock"}) {
         struct stat st;
         ASSERT_EQ(lstat(made.c_str(), &st), 0) << made;
         EXPECT_EQ(st.st_uid, arx_testing::kAlice.uid) << made;

@@ -125,6 +125,17 @@ bool EnsureWallpaperDir(const std::string& user, uid_t uid, gid_t gid, std::stri
     return true;
 }
 
+// Adds made by root before they acted as the user left root's lock file in
+// the user's directory, which the user cannot open to lock: the user
+// removes it (the directory is theirs) and the lock is made again, theirs.
+void DropRootsLock(const std::string& dir, uid_t uid)
+{
+    const std::string lock = dir + "/.slots.lock";
+    struct stat st;
+    if (geteuid() == uid && lstat(lock.c_str(), &st) == 0 && st.st_uid != uid)
+        unlink(lock.c_str());
+}
+
 // The whole add acts as the user (a root process included), the source
 // being opened first as the caller: the user need not be able to read it.
 bool Add(const std::string& user, const char* src, const char* ext, char* outPath, char* outThumb, char* outHd,
@@ -143,6 +154,7 @@ bool Add(const std::string& user, const char* src, const char* ext, char* outPat
     std::string dir;
     if (!acting.ok() || !EnsureWallpaperDir(user, uid, gid, dir))
         return false;
+    DropRootsLock(dir, uid);
     const SetLock lock(dir.c_str());
     if (!lock.ok())
         return false;
