@@ -670,8 +670,9 @@ extern "C" int VornCgiLoadUploadData(VornCgi* cgi, const char* target, int /*fla
             vorn::SweepAbandonedUploads(path.substr(0, path.rfind('/')), path.substr(path.rfind('/') + 1));
             return vorn::AppendSlice(*priv, path, st);
         }
-        if (VornCgiIsSliceUploadRequest() == 1)
-            vorn::SweepAbandonedUploads(path, "");
+        // Into a volume's upload folder, any upload first removes what was
+        // abandoned there: a program that never moved its file leaves it.
+        vorn::SweepAbandonedUploads(path, "");
         return vorn::StoreInDirectory(*priv, path);
     });
 }

@@ -308,6 +308,31 @@ TEST_F(SliceUploadTest, SliceRequestsRemoveUploadFilesLeftADayAgo)
     EXPECT_NE(access(collecting.c_str(), F_OK), 0);
 }
 
+// A plain upload sweeps the folder too: a program that never moved its
+// file, with no sliced upload to follow, would leave it for good.
+TEST_F(SliceUploadTest, PlainUploadsRemoveUploadFilesLeftADayAgoToo)
+{
+    root_.MakeDirs("/volume1/@sharebin");
+    root_.MakeDirs("/volume1/@sharebin/@tmp", 01733);
+    const std::string old = area_ + "/upload_" + std::string(32, 'a');
+    const std::string recent = area_ + "/upload_" + std::string(32, 'b');
+    for (const std::string& path : {old, recent}) {
+        root_.WriteFile(path.substr(root_.dir().size()), "x", 0600);
+        lchown(path.c_str(), nobodyUid(), nobodyGid());
+    }
+    Age(old, 25);
+    Age(recent, 23);
+    const auto plain = arx_testing::RunInChild(
+        [&] {
+            arx_testing::CgiRecord cgi;
+            printf("%d", VornCgiLoadUploadData(cgi.get(), area_.c_str(), 0));
+        },
+        arx_testing::PostRequest(Part("f", "new", "b") + kEnd, "multipart/form-data; boundary=XyZb"));
+    EXPECT_EQ(plain.output, "1");
+    EXPECT_NE(access(old.c_str(), F_OK), 0);
+    EXPECT_EQ(access(recent.c_str(), F_OK), 0);
+}
+
 TEST_F(SliceUploadTest, AppendsWholeSlicesToOwnUploadFilesOnly)
 {
     const auto first = Slice(area_, Part("f", "one,", "big.bin") + kEnd, "0");
