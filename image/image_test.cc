@@ -437,6 +437,11 @@ TEST_F(ImageTest, ARootProcessMakesAUsersWallpaperAsTheUser)
     EXPECT_EQ(arx_testing::WithoutLineNumbers(log.texts()),
               std::vector<std::string> {"image_selector_utils:# " + dir + " is not a directory"});
     EXPECT_EQ(ImageSelectorUtils::GetDesktopIndexKey("alice"), current);
+    // Removing a slot through that link reaches only what alice could remove.
+    root_.WriteFile("/usr/vorn/etc/3.jpg", "root's");
+    ImageSelectorUtils::RemoveDesktopHistoryIfExist("alice", 3);
+    EXPECT_EQ(root_.ReadFile("/usr/vorn/etc/3.jpg"), "root's");
+    EXPECT_EQ(geteuid(), 0u);
 }
 
 TEST_F(ImageTest, ParallelAddsTakeSlotsOneAfterTheOther)

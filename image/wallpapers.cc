@@ -125,6 +125,14 @@ bool EnsureWallpaperDir(const std::string& user, uid_t uid, gid_t gid, std::stri
     return true;
 }
 
+bool UserIds(const std::string& user, uid_t& uid, gid_t& gid)
+{
+    if (VORNUserGetUGID(user.c_str(), &uid, &gid) == 0)
+        return true;
+    VLIBCLog(LOG_ERR, "%s:%d Failed to get ugid %s, %m", kSelectorSource, __LINE__, user.c_str());
+    return false;
+}
+
 // Adds made by root before they acted as the user left root's lock file in
 // the user's directory, which the user cannot open to lock: the user
 // removes it (the directory is theirs) and the lock is made again, theirs.
@@ -143,12 +151,8 @@ bool Add(const std::string& user, const char* src, const char* ext, char* outPat
 {
     uid_t uid;
     gid_t gid;
-    if (!UserNamed(user))
+    if (!UserNamed(user) || !UserIds(user, uid, gid))
         return false;
-    if (VORNUserGetUGID(user.c_str(), &uid, &gid) != 0) {
-        VLIBCLog(LOG_ERR, "%s:%d Failed to get ugid %s, %m", kSelectorSource, __LINE__, user.c_str());
-        return false;
-    }
     const base::Descriptor source(src != nullptr ? base::OpenForReading(src, base::Links::kFollow) : -1);
     const ActingUser acting(user.c_str(), uid, gid);
     std::string dir;
@@ -256,7 +260,14 @@ bool ImageSelectorUtils::RemoveDesktopHistoryIfExist(const std::string& user, in
 {
     return Guarded(false, [&] {
         std::string dir;
-        return UserNamed(user) && WallpaperDir(user, dir) && RemoveSlot(dir.c_str(), "", index);
+        uid_t uid;
+        gid_t gid;
+        if (!UserNamed(user) || !UserIds(user, uid, gid))
+            return false;
+        // As the user, like an add: a wallpaper directory the user swapped
+        // for a link leads nowhere the user could not remove from.
+        const ActingUser acting(user.c_str(), uid, gid);
+        return acting.ok() && WallpaperDir(user, dir) && RemoveSlot(dir.c_str(), "", index);
     });
 }
 
