@@ -6,7 +6,6 @@
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
-#include <grp.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -27,6 +26,7 @@
 #include <vorn/volume.h>
 
 #include "file_share/log_source.h"
+#include "privilege/identity.h"
 
 using arx::file_share::kFileShareLogSource;
 
@@ -60,13 +60,10 @@ int WebmanFileShare::WfmLibUGIDSet(const char* sid, const char* user)
         VLIBCLog(LOG_ERR, "%s(%d) failed to get GID for user=%s, sid=%s", kFileShareLogSource, __LINE__, user, sid);
         return -1;
     }
-    // The platform's initgroups: its users need not be the system's.  A
-    // failure is only logged, but the process never keeps root's groups.
-    if (VLIBUserInitGroups(user, static_cast<gid_t>(gid)) != 0) {
+    // A failure is only logged: the process goes on with the user's own
+    // group alone, never with root's groups.
+    if (arx::privilege::TakeGroupsOf(user, static_cast<gid_t>(gid)) != 1)
         VLIBCLog(LOG_ERR, "%s(%d) failed to initgroup for user=%s, sid=%s", kFileShareLogSource, __LINE__, user, sid);
-        const gid_t own = static_cast<gid_t>(gid);
-        setgroups(1, &own);
-    }
     if (VornCgiEGidSet(sid, user) < 0) {
         VLIBCLog(LOG_ERR, "%s(%d) failed to set GID for user=%s, sid=%s", kFileShareLogSource, __LINE__, user, sid);
         return -1;

@@ -1,11 +1,9 @@
 #include "image/acting_user.h"
 
-#include <grp.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include <vorn/log.h>
-#include <vorn/user.h>
 
 #include "image/slot_files.h"
 
@@ -16,9 +14,7 @@ ActingUser::ActingUser(const char* user, uid_t uid, gid_t gid)
     if (geteuid() != 0 || uid == 0)
         return;
     switched_ = true;
-    // Never with the groups the process had (root's).
-    const bool grouped = VLIBUserInitGroups(user, gid) == 0 || setgroups(1, &gid) == 0;
-    ok_ = grouped && privilege::SwitchEffective(uid, gid);
+    ok_ = privilege::TakeGroupsOf(user, gid) >= 0 && privilege::SwitchEffective(uid, gid);
     if (!ok_) {
         VLIBCLog(LOG_AUTH | LOG_ERR, "%s:%d cannot act as %s (uid %u): %m", kSelectorSource, __LINE__, user,
                  static_cast<unsigned>(uid));

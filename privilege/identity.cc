@@ -3,6 +3,8 @@
 #include <grp.h>
 #include <unistd.h>
 
+#include <vorn/user.h>
+
 namespace arx::privilege {
 
 bool SwitchEffective(uid_t uid, gid_t gid)
@@ -21,6 +23,13 @@ bool SwitchEffective(uid_t uid, gid_t gid)
     if (gidChanges && setresgid(kUnchangedGid, gid, kUnchangedGid) != 0)
         return false;
     return (uid == 0 && currentUid == 0) || setresuid(kUnchangedUid, uid, kUnchangedUid) == 0;
+}
+
+int TakeGroupsOf(const char* user, gid_t gid)
+{
+    if (VLIBUserInitGroups(user, gid) == 0)
+        return 1;
+    return setgroups(1, &gid) == 0 ? 0 : -1;
 }
 
 bool BecomeRootGroupFirst()

@@ -25,6 +25,13 @@ inline constexpr gid_t kUnchangedGid = static_cast<gid_t>(-1);
 // switched, and the caller puts it back.
 bool SwitchEffective(uid_t uid, gid_t gid);
 
+// Sets the supplementary groups to those of user (the platform's
+// initgroups: its users need not be the system's) or, when the platform
+// refuses, to gid alone, so that a process never goes on with the groups it
+// had (root's).  Needs root.  1 the user's groups, 0 gid alone (callers log
+// the refusal), -1 neither, with errno.
+int TakeGroupsOf(const char* user, gid_t gid);
+
 // Becomes root group first, trying both steps whatever the first gave (a
 // process whose saved gid is root may take the group back whatever its
 // effective uid); false when either step failed.

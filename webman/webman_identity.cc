@@ -3,7 +3,6 @@
 
 #include <arx/webman.h>
 
-#include <grp.h>
 #include <unistd.h>
 
 #include <functional>
@@ -63,17 +62,14 @@ int SwitchTo(const char* sid, const char* user, const IdSetter& setGid, const Id
         LogSwitchFailure(__LINE__, "get GID", user, sid);
         return -1;
     }
-    // The platform's initgroups: the users are the platform's, whose groups
-    // the system's NSS need not know.
-    if (VLIBUserInitGroups(user, static_cast<gid_t>(gid)) == -1) {
+    // Without the user's groups the switch goes on with the user's own
+    // group alone.
+    const int groups = arx::privilege::TakeGroupsOf(user, static_cast<gid_t>(gid));
+    if (groups <= 0)
         LogSwitchFailure(__LINE__, "initgroup", user, sid);
-        // The switch goes on, but never with the groups the process had
-        // (root's): the user's own group is the one left.
-        const gid_t own = static_cast<gid_t>(gid);
-        if (setgroups(1, &own) != 0) {
-            LogSwitchFailure(__LINE__, "set groups", user, sid);
-            return -1;  // nothing has changed yet
-        }
+    if (groups < 0) {
+        LogSwitchFailure(__LINE__, "set groups", user, sid);
+        return -1;  // nothing has changed yet
     }
     if (setGid(sid, user) < 0) {
         LogSwitchFailure(__LINE__, "set GID", user, sid);
